@@ -1,0 +1,129 @@
+#include "diagnostics.h"
+
+#include "arguments.h"
+#include "preferences.h"
+#include "xdgpaths.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QJsonDocument>
+#include <QSaveFile>
+#include <cstdio>
+#include <cstdlib>
+
+namespace Diagnostics {
+
+const QList<Operation>& operations()
+{
+    // The order is the order in which runCommandLine tries them: settings first, so that they
+    // combine with the operation named in the same command.
+    static const QList<Operation> table = {};
+    return table;
+}
+
+const QList<Modifier>& modifiers()
+{
+    static const QList<Modifier> table = {};
+    return table;
+}
+
+namespace {
+
+bool applies(const Operation& operation, const Arguments& arguments)
+{
+    if (!arguments.has(operation.name))
+        return false;
+    for (int n = 1; n <= operation.valueNames.size(); ++n) {
+        if (!arguments.value(operation.name, n))
+            return false;
+        if (operation.numericValues && !arguments.number(operation.name, n))
+            return false;
+    }
+    return true;
+}
+
+} // namespace
+
+const Operation* takingOver(const QStringList& list)
+{
+    const Arguments arguments(list);
+    for (const Operation& operation : operations()) {
+        if (operation.kind != Kind::Setting && applies(operation, arguments))
+            return &operation;
+    }
+    return nullptr;
+}
+
+bool runCommandLine(const QStringList& list)
+{
+    const Arguments arguments(list);
+    for (const Operation& operation : operations()) {
+        if (!applies(operation, arguments))
+            continue;
+        if (operation.run(arguments) == Outcome::TookOver)
+            return true;
+    }
+    return false;
+}
+
+QString logDir()
+{
+    const QString path = XdgPaths::logDir();
+    QDir().mkpath(path);
+    return path;
+}
+
+void emit(const QJsonObject& report, const QString& fileName)
+{
+    const QByteArray json = QJsonDocument(report).toJson(QJsonDocument::Indented).trimmed();
+    QFile file(logDir() + QLatin1Char('/') + fileName);
+    if (file.open(QIODevice::WriteOnly | QIODevice::Truncate))
+        file.write(json);
+    std::fwrite(json.constData(), 1, static_cast<size_t>(json.size()), stdout);
+    std::fputc('\n', stdout);
+    std::fflush(stdout);
+}
+
+QString versionText()
+{
+    return QStringLiteral("peekwell ") + QStringLiteral(PEEKWELL_VERSION);
+}
+
+QString helpText()
+{
+    QString text = QStringLiteral(
+        "Usage: peekwell [OPTION]...\n"
+        "Look up the word under the pointer with a force click (press and hold).\n"
+        "Without an operation, the desktop application starts.\n"
+        "\n"
+        "Operations (each writes a JSON report to standard output and to the log folder):\n");
+    auto line = [&](const QString& name, const QStringList& values, const QString& help) {
+        QString left = QStringLiteral("  ") + name;
+        for (const QString& value : values)
+            left += QLatin1Char(' ') + value.toUpper();
+        text += left.leftJustified(34) + QLatin1Char(' ') + help + QLatin1Char('\n');
+    };
+    for (const Operation& operation : operations())
+        line(operation.name, operation.valueNames, operation.help);
+    if (!modifiers().isEmpty()) {
+        text += QStringLiteral("\nModifiers:\n");
+        for (const Modifier& modifier : modifiers())
+            line(modifier.name, modifier.valueNames, modifier.help);
+    }
+    text += QStringLiteral("\nOther options:\n");
+    line(QStringLiteral("--help"), {}, QStringLiteral("show this help and exit"));
+    line(QStringLiteral("--version"), {}, QStringLiteral("show the version and exit"));
+    text += QStringLiteral("\nFiles:\n  settings  %1\n  reports   %2\n  data      %3\n")
+                .arg(Preferences::standardFilePath(), XdgPaths::logDir(), XdgPaths::dataDir());
+    return text;
+}
+
+void finish(int status)
+{
+    std::fflush(stdout);
+    std::fflush(stderr);
+    std::exit(status);
+}
+
+} // namespace Diagnostics

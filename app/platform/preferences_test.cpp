@@ -1,0 +1,96 @@
+#include "pref.h"
+#include "preferences.h"
+#include "temphome.h"
+#include "xdgpaths.h"
+
+#include <QFile>
+#include <QTemporaryDir>
+#include <gtest/gtest.h>
+
+namespace {
+
+class PreferencesTest : public ::testing::Test {
+protected:
+    QTemporaryDir dir;
+    QString file = dir.path() + QStringLiteral("/peekwell.conf");
+};
+
+TEST_F(PreferencesTest, RegisteredDefaultsAreTheNineKeysAndStoredValuesWin)
+{
+    Preferences prefs(file);
+    Pref::registerDefaults(prefs);
+    const QVariantMap defaults = Pref::defaults();
+    EXPECT_EQ(defaults.size(), 9);
+    EXPECT_TRUE(prefs.boolValue(QStringLiteral("enabled")));
+    EXPECT_TRUE(prefs.boolValue(QStringLiteral("replaceLookUp")));
+    EXPECT_TRUE(prefs.boolValue(QStringLiteral("backend.apple")));
+    EXPECT_TRUE(prefs.boolValue(QStringLiteral("backend.recall")));
+    EXPECT_TRUE(prefs.boolValue(QStringLiteral("backend.chats")));
+    EXPECT_TRUE(prefs.boolValue(QStringLiteral("backend.wikipedia")));
+    EXPECT_FALSE(prefs.boolValue(QStringLiteral("backend.shelfwise")));
+    EXPECT_EQ(prefs.stringValue(QStringLiteral("recall.model")), QStringLiteral("onDevice"));
+    EXPECT_EQ(prefs.stringValue(QStringLiteral("backend.shelfwise.url")),
+              QStringLiteral("http://localhost:3010"));
+    EXPECT_FALSE(prefs.isStored(QStringLiteral("enabled")));
+
+    prefs.setValue(QStringLiteral("backend.wikipedia"), false);
+    prefs.setValue(QStringLiteral("recall.model"), QStringLiteral("claude"));
+    EXPECT_FALSE(prefs.boolValue(QStringLiteral("backend.wikipedia")));
+    EXPECT_EQ(prefs.stringValue(QStringLiteral("recall.model")), QStringLiteral("claude"));
+
+    prefs.remove(QStringLiteral("recall.model"));
+    EXPECT_EQ(prefs.stringValue(QStringLiteral("recall.model")), QStringLiteral("onDevice"));
+}
+
+TEST_F(PreferencesTest, WritesGoThroughToAReadableIniFileAndOutsideEditsAreSeen)
+{
+    Preferences prefs(file);
+    prefs.setValue(QStringLiteral("backend.shelfwise.url"), QStringLiteral("http://nas:3010"));
+    prefs.setValue(QStringLiteral("backend.chats"), false);
+
+    QFile ini(file);
+    ASSERT_TRUE(ini.open(QIODevice::ReadOnly));
+    const QByteArray text = ini.readAll();
+    EXPECT_TRUE(text.contains("backend.shelfwise.url=\"http://nas:3010\"") ||
+                text.contains("backend.shelfwise.url=http://nas:3010"))
+        << text.constData();
+    EXPECT_TRUE(text.contains("backend.chats=false")) << text.constData();
+    ini.close();
+
+    // Another process (or a person) edits the file: the next read sees it, no restart.
+    Preferences other(file);
+    other.setValue(QStringLiteral("backend.chats"), true);
+    EXPECT_TRUE(prefs.boolValue(QStringLiteral("backend.chats")));
+}
+
+TEST_F(PreferencesTest, TextIsReadAsTextAndMissingKeysAsNothing)
+{
+    Preferences prefs(file);
+    EXPECT_FALSE(prefs.stringValue(QStringLiteral("missing")).has_value());
+    EXPECT_FALSE(prefs.boolValue(QStringLiteral("missing")));
+    prefs.setValue(QStringLiteral("recall.custom.baseURL"), QString());
+    EXPECT_EQ(prefs.stringValue(QStringLiteral("recall.custom.baseURL")), QString());
+}
+
+TEST(PrefTest, ModelNameKey)
+{
+    EXPECT_EQ(Pref::modelName(QStringLiteral("claude")), QStringLiteral("recall.claude.modelName"));
+    EXPECT_EQ(Pref::modelName(QStringLiteral("openAI")), QStringLiteral("recall.openAI.modelName"));
+}
+
+TEST(XdgPathsTest, FoldersFollowHomeAndTheXdgVariables)
+{
+    TempHome home;
+    EXPECT_EQ(XdgPaths::configDir(), home.path() + QStringLiteral("/.config/peekwell"));
+    EXPECT_EQ(XdgPaths::dataDir(), home.path() + QStringLiteral("/.local/share/peekwell"));
+    EXPECT_EQ(XdgPaths::logDir(), home.path() + QStringLiteral("/.local/state/peekwell/logs"));
+    EXPECT_EQ(Preferences::standardFilePath(),
+              home.path() + QStringLiteral("/.config/peekwell/peekwell.conf"));
+
+    qputenv("XDG_DATA_HOME", "/srv/data");
+    qputenv("XDG_STATE_HOME", "relative/is/ignored");
+    EXPECT_EQ(XdgPaths::dataDir(), QStringLiteral("/srv/data/peekwell"));
+    EXPECT_EQ(XdgPaths::logDir(), home.path() + QStringLiteral("/.local/state/peekwell/logs"));
+}
+
+} // namespace

@@ -1,0 +1,10 @@
+# One sanitizer family per build folder: "address" (ASan + UBSan) or "thread" (TSan).
+if(PEEKWELL_SANITIZE STREQUAL "address")
+  add_compile_options(-fsanitize=address,undefined -fno-omit-frame-pointer -fno-sanitize-recover=undefined)
+  add_link_options(-fsanitize=address,undefined)
+elseif(PEEKWELL_SANITIZE STREQUAL "thread")
+  add_compile_options(-fsanitize=thread -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=thread)
+elseif(NOT PEEKWELL_SANITIZE STREQUAL "")
+  message(FATAL_ERROR "PEEKWELL_SANITIZE must be address, thread or empty")
+endif()
