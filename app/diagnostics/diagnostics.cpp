@@ -1,6 +1,7 @@
 #include "diagnostics.h"
 
 #include "arguments.h"
+#include "lookupoperations.h"
 #include "preferences.h"
 #include "xdgpaths.h"
 
@@ -18,13 +19,37 @@ const QList<Operation>& operations()
 {
     // The order is the order in which runCommandLine tries them: settings first, so that they
     // combine with the operation named in the same command.
-    static const QList<Operation> table = {};
+    static const QList<Operation> table = {
+        {QStringLiteral("--lookup"),
+         {QStringLiteral("term")},
+         false,
+         Kind::Windowed,
+         QStringLiteral("look up TERM in the panel at the pointer; writes lookup.json"),
+         LookupOperations::lookup},
+        {QStringLiteral("--snapshot"),
+         {QStringLiteral("path"), QStringLiteral("term")},
+         false,
+         Kind::Windowed,
+         QStringLiteral(
+             "render every tab of a lookup of TERM to PATH-<tab>.png (no display needed)"),
+         LookupOperations::snapshot},
+    };
     return table;
 }
 
 const QList<Modifier>& modifiers()
 {
-    static const QList<Modifier> table = {};
+    static const QList<Modifier> table = {
+        {QStringLiteral("--context"),
+         {QStringLiteral("sentence")},
+         QStringLiteral("the sentence around the term (--lookup, --snapshot)")},
+        {QStringLiteral("--at"),
+         {QStringLiteral("x"), QStringLiteral("y")},
+         QStringLiteral("where the panel opens instead of the pointer (--lookup)")},
+        {QStringLiteral("--hold"),
+         {QStringLiteral("seconds")},
+         QStringLiteral("keep the panel this long, then exit (--lookup)")},
+    };
     return table;
 }
 

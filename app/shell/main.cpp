@@ -1,5 +1,6 @@
 #include "diagnostics.h"
 #include "pref.h"
+#include "x11desktop.h"
 
 #include <QApplication>
 #include <QCoreApplication>
@@ -23,6 +24,17 @@ int main(int argc, char** argv)
 
     // Operations that show nothing run without a display; the rest need a QApplication.
     const Diagnostics::Operation* operation = Diagnostics::takingOver(arguments);
+    if (operation && operation->kind == Diagnostics::Kind::Windowed) {
+        if (const std::optional<QString> problem = X11Desktop::displayProblem()) {
+            // A snapshot needs no screen; everything else that shows a window does.
+            if (operation->name != QLatin1String("--snapshot")) {
+                std::fprintf(stderr, "peekwell: %s needs a display (%s)\n",
+                             qPrintable(operation->name), qPrintable(*problem));
+                return 1;
+            }
+            qputenv("QT_QPA_PLATFORM", "offscreen");
+        }
+    }
     std::unique_ptr<QCoreApplication> app;
     if (operation && operation->kind == Diagnostics::Kind::Headless)
         app = std::make_unique<QCoreApplication>(argc, argv);

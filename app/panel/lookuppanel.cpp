@@ -1,0 +1,78 @@
+#include "lookuppanel.h"
+
+#include "x11desktop.h"
+
+#include <QKeyEvent>
+#include <QPainter>
+#include <QPainterPath>
+#include <QPropertyAnimation>
+#include <QRegion>
+
+LookupPanel::LookupPanel(LookupModel* model, LookupView::OpenHandler onOpen, const QRect& frame)
+    : QWidget(nullptr, Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint |
+                           Qt::WindowDoesNotAcceptFocus | Qt::NoDropShadowWindowHint),
+      m_translucent(X11Desktop::hasCompositor())
+{
+    setObjectName(QStringLiteral("LookupPanel"));
+    setWindowTitle(QStringLiteral("Peekwell"));
+    setAttribute(Qt::WA_ShowWithoutActivating);
+    setAttribute(Qt::WA_TranslucentBackground, m_translucent);
+    setFocusPolicy(Qt::NoFocus);
+    m_view = new LookupView(model, std::move(onOpen), PanelStyle::systemAppearance(), this);
+    m_view->move(0, 0);
+    setFixedSize(LookupView::kWidth, LookupView::kHeight);
+    setGeometry(QRect(frame.topLeft(), size()));
+}
+
+void LookupPanel::present()
+{
+    winId(); // the native window exists from here on
+    X11Desktop::showOnAllDesktops(this);
+    setWindowOpacity(0.0);
+    show();
+    raise();
+    m_fade = new QPropertyAnimation(this, "windowOpacity", this);
+    m_fade->setDuration(120);
+    m_fade->setStartValue(0.0);
+    m_fade->setEndValue(1.0);
+    m_fade->start(QAbstractAnimation::DeleteWhenStopped);
+}
+
+void LookupPanel::paintEvent(QPaintEvent*)
+{
+    const PanelStyle& style = m_view->style();
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    const QRectF area = QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5);
+    QPainterPath shape;
+    shape.addRoundedRect(area, kCornerRadius, kCornerRadius);
+    painter.setCompositionMode(QPainter::CompositionMode_Source);
+    painter.fillRect(rect(), Qt::transparent);
+    painter.setCompositionMode(QPainter::CompositionMode_SourceOver);
+    painter.fillPath(shape, m_translucent ? style.panelBackground : style.panelBackgroundOpaque);
+    painter.setPen(QPen(style.panelBorder, 1));
+    painter.drawPath(shape);
+}
+
+void LookupPanel::resizeEvent(QResizeEvent* event)
+{
+    QWidget::resizeEvent(event);
+    if (m_translucent) {
+        clearMask();
+        return;
+    }
+    // Without a compositor the corners are cut with a shape instead.
+    QPainterPath shape;
+    shape.addRoundedRect(QRectF(rect()), kCornerRadius, kCornerRadius);
+    setMask(QRegion(shape.toFillPolygon().toPolygon()));
+}
+
+void LookupPanel::keyPressEvent(QKeyEvent* event)
+{
+    if (event->key() == Qt::Key_Escape) {
+        event->accept();
+        Q_EMIT dismissRequested();
+        return;
+    }
+    QWidget::keyPressEvent(event);
+}

@@ -1,0 +1,149 @@
+#include "lookuppanelcontroller.h"
+
+#include "copylinktext.h"
+#include "globalinputmonitor.h"
+#include "lookuppanel.h"
+
+#include <QClipboard>
+#include <QDesktopServices>
+#include <QGuiApplication>
+#include <QScreen>
+
+namespace {
+constexpr qreal kLeftOfPointer = 36;
+constexpr qreal kBelowPointer = 16;
+constexpr qreal kAbovePointer = 24;
+constexpr qreal kScreenGap = 8;
+
+// Half-open containment: a point on the right or bottom edge belongs to the next screen.
+bool contains(const QRectF& rect, const QPointF& point)
+{
+    return point.x() >= rect.left() && point.x() < rect.left() + rect.width() &&
+           point.y() >= rect.top() && point.y() < rect.top() + rect.height();
+}
+} // namespace
+
+LookupPanelController& LookupPanelController::shared()
+{
+    static LookupPanelController* controller = new LookupPanelController; // lives with the process
+    return *controller;
+}
+
+std::shared_ptr<LookupModel> LookupPanelController::show(const LookupQuery& query,
+                                                         const QPointF& point,
+                                                         const BackendList& backends)
+{
+    close();
+    m_model = std::make_shared<LookupModel>(query, backends);
+    const QRect placed = frame(point).toAlignedRect();
+    QPointer<LookupPanelController> self(this);
+    auto* panel = new LookupPanel(
+        m_model.get(),
+        [self](const QUrl& url) {
+            if (self)
+                self->open(url);
+        },
+        placed);
+    connect(panel, &LookupPanel::dismissRequested, this, &LookupPanelController::close,
+            Qt::QueuedConnection);
+    m_panel = panel;
+    panel->present();
+    installMonitors();
+    return m_model;
+}
+
+void LookupPanelController::close()
+{
+    m_monitor.reset();
+    const bool wasShown = m_panel || m_model;
+    if (m_model) {
+        m_model->cancelTasks();
+        m_model.reset();
+    }
+    if (m_panel) {
+        m_panel->hide();
+        // Later: close() may run inside one of the panel's own event handlers.
+        m_panel->deleteLater();
+        m_panel = nullptr;
+    }
+    if (wasShown)
+        Q_EMIT panelClosed();
+}
+
+void LookupPanelController::open(const QUrl& url)
+{
+    if (const std::optional<QString> command = copyLinkText(url)) {
+        QClipboard* clipboard = QGuiApplication::clipboard();
+        clipboard->clear();
+        clipboard->setText(*command);
+    } else {
+        QDesktopServices::openUrl(url); // a URL nothing handles is ignored
+    }
+    close();
+}
+
+void LookupPanelController::installMonitors()
+{
+    m_monitor = GlobalInputMonitor::create();
+    if (!m_monitor)
+        return;
+    // Queued: the monitor reports from inside its event filter, which close() removes.
+    connect(m_monitor.get(), &GlobalInputMonitor::escapePressed, this,
+            &LookupPanelController::close, Qt::QueuedConnection);
+    connect(m_monitor.get(), &GlobalInputMonitor::buttonPressed, this,
+            &LookupPanelController::onButtonPressed, Qt::QueuedConnection);
+}
+
+void LookupPanelController::onButtonPressed(const QPoint& position)
+{
+    if (m_panel && !m_panel->frameGeometry().contains(position))
+        close();
+}
+
+QRectF LookupPanelController::frame(const QPointF& point)
+{
+    QList<ScreenArea> screens;
+    qsizetype mainIndex = 0;
+    const QList<QScreen*> all = QGuiApplication::screens();
+    for (qsizetype i = 0; i < all.size(); ++i) {
+        if (all[i] == QGuiApplication::primaryScreen())
+            mainIndex = i;
+        screens.append({QRectF(all[i]->geometry()), QRectF(all[i]->availableGeometry())});
+    }
+    return frame(point, screens, mainIndex);
+}
+
+QRectF LookupPanelController::frame(const QPointF& point, const QList<ScreenArea>& screens,
+                                    qsizetype mainIndex)
+{
+    QRectF visible(0, 0, kWidth, kHeight);
+    if (!screens.isEmpty()) {
+        visible = screens.value(mainIndex, screens.first()).available;
+        for (const ScreenArea& screen : screens) {
+            if (contains(screen.frame, point)) {
+                visible = screen.available;
+                break;
+            }
+        }
+    }
+    const qreal top = visible.top();
+    const qreal bottom = visible.top() + visible.height();
+    const qreal left = visible.left();
+    const qreal right = visible.left() + visible.width();
+
+    qreal x = point.x() - kLeftOfPointer;
+    qreal y = point.y() + kBelowPointer; // the top edge, below the pointer
+    // Too close to the bottom: the bottom edge goes above the pointer instead.
+    if (y + kHeight > bottom - kScreenGap)
+        y = point.y() - kAbovePointer - kHeight;
+    // Keep the gaps; on a screen too small for both, the right and the top edge win.
+    if (x <= left + kScreenGap)
+        x = left + kScreenGap;
+    if (right - kWidth - kScreenGap < x)
+        x = right - kWidth - kScreenGap;
+    if (y + kHeight >= bottom - kScreenGap)
+        y = bottom - kScreenGap - kHeight;
+    if (y < top + kScreenGap)
+        y = top + kScreenGap;
+    return {x, y, kWidth, kHeight};
+}
