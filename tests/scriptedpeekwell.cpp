@@ -1,13 +1,18 @@
 // The peekwell executable with scripted sources instead of the real ones, so that end-to-end
 // tests can drive the panel and the snapshot with known results. PEEKWELL_SCRIPT picks the
 // script: "tabs" (the default: four tabs in every final state) or "copy" (one tab whose
-// rows carry copy links).
+// rows carry copy links). PEEKWELL_GRAB=PATH saves a picture of the panel on screen.
 #include "diagnostics.h"
 #include "lookupoperations.h"
 #include "pref.h"
 #include "scriptedbackend.h"
 
+#include "lookuppanel.h"
+#include "lookuppanelcontroller.h"
+
 #include <QApplication>
+#include <QScreen>
+#include <QTimer>
 #include <QUrl>
 
 using namespace std::chrono_literals;
@@ -99,6 +104,16 @@ int main(int argc, char** argv)
             term = arguments[snap + 2];
         return scripted(term);
     });
+    // PEEKWELL_GRAB=PATH: a picture of the screen around the panel, a second after the start.
+    if (const QString grab = qEnvironmentVariable("PEEKWELL_GRAB"); !grab.isEmpty()) {
+        QTimer::singleShot(1000, &app, [grab] {
+            if (LookupPanel* panel = LookupPanelController::shared().panel())
+                QGuiApplication::primaryScreen()
+                    ->grabWindow(0, panel->x() - 20, panel->y() - 20, panel->width() + 40,
+                                 panel->height() + 40)
+                    .save(grab);
+        });
+    }
     if (Diagnostics::runCommandLine(arguments))
         return app.exec();
     return 2;

@@ -28,6 +28,10 @@ void LookupPanel::present()
 {
     winId(); // the native window exists from here on
     X11Desktop::showOnAllDesktops(this);
+    if (!X11Desktop::isActive()) {
+        show(); // nothing to fade or raise on other platforms (offscreen rendering, tests)
+        return;
+    }
     setWindowOpacity(0.0);
     show();
     raise();
@@ -57,10 +61,8 @@ void LookupPanel::paintEvent(QPaintEvent*)
 void LookupPanel::resizeEvent(QResizeEvent* event)
 {
     QWidget::resizeEvent(event);
-    if (m_translucent) {
-        clearMask();
+    if (m_translucent || !X11Desktop::isActive())
         return;
-    }
     // Without a compositor the corners are cut with a shape instead.
     QPainterPath shape;
     shape.addRoundedRect(QRectF(rect()), kCornerRadius, kCornerRadius);

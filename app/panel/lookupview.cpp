@@ -14,6 +14,7 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPainter>
+#include <QPainterPath>
 #include <QScrollArea>
 #include <QScrollBar>
 #include <QVBoxLayout>
@@ -44,13 +45,22 @@ private:
     QColor m_color;
 };
 
-// The tab bar's band.
+// The tab bar's band, at the bottom of the panel: its lower corners follow the panel's.
 class Band : public QWidget {
 public:
     Band(const QColor& color, QWidget* parent) : QWidget(parent), m_color(color) {}
 
 protected:
-    void paintEvent(QPaintEvent*) override { QPainter(this).fillRect(rect(), m_color); }
+    void paintEvent(QPaintEvent*) override
+    {
+        constexpr qreal radius = 14;
+        QPainter painter(this);
+        painter.setRenderHint(QPainter::Antialiasing);
+        QPainterPath shape;
+        shape.addRoundedRect(QRectF(0, -2 * radius, width(), height() + 2 * radius), radius,
+                             radius);
+        painter.fillPath(shape, m_color);
+    }
 
 private:
     QColor m_color;
@@ -252,7 +262,7 @@ QImage LookupView::image(LookupModel* model, Appearance appearance, qreal scale)
         return image;
     image.setDevicePixelRatio(scale);
     image.fill(view.style().windowBackground);
-    view.render(&image);
+    view.render(&image, QPoint(), QRegion(), QWidget::DrawChildren); // over our own background
     view.hide();
     return image;
 }

@@ -1,0 +1,117 @@
+#include "xsession.h"
+
+#include <QDeadlineTimer>
+#include <QFile>
+#include <QStandardPaths>
+#include <QThread>
+
+namespace {
+
+void stop(std::unique_ptr<QProcess>& process)
+{
+    if (!process)
+        return;
+    process->terminate();
+    if (!process->waitForFinished(3000)) {
+        process->kill();
+        process->waitForFinished(3000);
+    }
+    process.reset();
+}
+
+} // namespace
+
+XSession::~XSession()
+{
+    stop(m_windowManager);
+    stop(m_server);
+}
+
+bool XSession::xvfbInstalled()
+{
+    return !QStandardPaths::findExecutable(QStringLiteral("Xvfb")).isEmpty();
+}
+
+bool XSession::start(QString* error)
+{
+    for (int number = 91; number < 200 && !m_server; ++number) {
+        const QString socket = QStringLiteral("/tmp/.X11-unix/X%1").arg(number);
+        if (QFile::exists(socket) || QFile::exists(QStringLiteral("/tmp/.X%1-lock").arg(number)))
+            continue;
+        auto server = std::make_unique<QProcess>();
+        server->setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        server->setStandardOutputFile(QProcess::nullDevice());
+        server->start(QStringLiteral("Xvfb"),
+                      {QStringLiteral(":%1").arg(number), QStringLiteral("-screen"),
+                       QStringLiteral("0"), QStringLiteral("1280x800x24"),
+                       QStringLiteral("-nolisten"), QStringLiteral("tcp")});
+        if (!server->waitForStarted(5000))
+            continue;
+        QDeadlineTimer deadline(10000);
+        while (!QFile::exists(socket) && server->state() == QProcess::Running &&
+               !deadline.hasExpired())
+            QThread::msleep(20);
+        if (server->state() != QProcess::Running || !QFile::exists(socket)) {
+            stop(server); // another server took the number meanwhile
+            continue;
+        }
+        m_display = QStringLiteral(":%1").arg(number);
+        m_server = std::move(server);
+    }
+    if (!m_server) {
+        *error = QStringLiteral("Xvfb did not start on any display from :91 to :199");
+        return false;
+    }
+
+    m_windowManager = std::make_unique<QProcess>();
+    m_windowManager->setProcessEnvironment(environment(QString()));
+    m_windowManager->setStandardOutputFile(QProcess::nullDevice());
+    m_windowManager->setStandardErrorFile(QProcess::nullDevice());
+    m_windowManager->start(QStringLiteral("openbox"), {});
+    if (!m_windowManager->waitForStarted(5000)) {
+        *error = QStringLiteral("openbox is not installed (Debian package openbox)");
+        return false;
+    }
+    // The window manager is ready once it has announced itself on the root window.
+    QDeadlineTimer deadline(15000);
+    while (!deadline.hasExpired()) {
+        if (tool(QStringLiteral("xprop"),
+                 {QStringLiteral("-root"), QStringLiteral("_NET_SUPPORTING_WM_CHECK")})
+                .contains(QStringLiteral("window id")))
+            return true;
+        QThread::msleep(50);
+    }
+    *error =
+        QStringLiteral("openbox did not take over the display (is x11-utils installed for xprop?)");
+    return false;
+}
+
+QProcessEnvironment XSession::environment(const QString& home) const
+{
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert(QStringLiteral("DISPLAY"), m_display);
+    env.remove(QStringLiteral("QT_QPA_PLATFORM"));
+    env.remove(QStringLiteral("WAYLAND_DISPLAY"));
+    if (!home.isEmpty()) {
+        env.insert(QStringLiteral("HOME"), home);
+        for (const char* name : {"XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_STATE_HOME"})
+            env.remove(QString::fromLatin1(name));
+    }
+    return env;
+}
+
+QString XSession::tool(const QString& program, const QStringList& arguments, int* exitCode) const
+{
+    QProcess process;
+    process.setProcessEnvironment(environment(QString()));
+    process.start(program, arguments);
+    if (!process.waitForStarted(5000)) {
+        if (exitCode)
+            *exitCode = -1;
+        return {};
+    }
+    process.waitForFinished(10000);
+    if (exitCode)
+        *exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+    return QString::fromUtf8(process.readAllStandardOutput());
+}

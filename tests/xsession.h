@@ -1,0 +1,33 @@
+#pragma once
+
+#include <QProcess>
+#include <QProcessEnvironment>
+#include <QString>
+#include <memory>
+
+// A private X display for end-to-end tests: Xvfb on a display number that no other server
+// uses, with openbox as its window manager. Both are stopped when the session ends.
+class XSession {
+public:
+    XSession() = default;
+    ~XSession();
+    XSession(const XSession&) = delete;
+    XSession& operator=(const XSession&) = delete;
+
+    static bool xvfbInstalled();
+
+    // Starts the server and the window manager; false with a reason on failure.
+    bool start(QString* error);
+    QString display() const { return m_display; }
+
+    // The environment of a program on this display: DISPLAY set, no Qt platform forced.
+    QProcessEnvironment environment(const QString& home) const;
+    // Runs an X tool (xdotool, xwininfo, xprop, xclip) on this display; its standard output.
+    QString tool(const QString& program, const QStringList& arguments,
+                 int* exitCode = nullptr) const;
+
+private:
+    QString m_display;
+    std::unique_ptr<QProcess> m_server;
+    std::unique_ptr<QProcess> m_windowManager;
+};
