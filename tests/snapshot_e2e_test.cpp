@@ -65,7 +65,7 @@ TEST(SnapshotEndToEndTest, EveryTabBecomesA940By680PngAndTheReportComesLast)
                                 QStringLiteral("--context"), QStringLiteral("One word at a time.")},
                                home, true);
     ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
-    for (const QString id : {QStringLiteral("apple"), QStringLiteral("recall"),
+    for (const QString& id : {QStringLiteral("apple"), QStringLiteral("recall"),
                              QStringLiteral("chats"), QStringLiteral("wikipedia")}) {
         const QImage image(home.path() + QStringLiteral("/shot-") + id + QStringLiteral(".png"));
         ASSERT_FALSE(image.isNull()) << id.toStdString();

@@ -42,8 +42,9 @@ TEST(LookupOperationsTest, LookupAndSnapshotTakeOverOnlyWithTheirValues)
     EXPECT_EQ(over({QStringLiteral("--snapshot"), QStringLiteral("shot.png")}), QString());
     for (const Diagnostics::Operation& operation : Diagnostics::operations()) {
         if (operation.name == QStringLiteral("--lookup") ||
-            operation.name == QStringLiteral("--snapshot"))
+            operation.name == QStringLiteral("--snapshot")) {
             EXPECT_EQ(operation.kind, Diagnostics::Kind::Windowed);
+        }
     }
 }
 
