@@ -1,7 +1,8 @@
 // The peekwell executable with scripted sources instead of the real ones, so that end-to-end
 // tests can drive the panel and the snapshot with known results. PEEKWELL_SCRIPT picks the
 // script: "tabs" (the default: four tabs in every final state) or "copy" (one tab whose
-// rows carry copy links). PEEKWELL_GRAB=PATH saves a picture of the panel on screen.
+// rows carry copy links) or "slow" (the four tabs, but Answer and Recall keep working).
+// PEEKWELL_GRAB=PATH saves a picture of the panel on screen.
 #include "diagnostics.h"
 #include "lookupoperations.h"
 #include "pref.h"
@@ -64,6 +65,19 @@ BackendList scripted(const QString& term)
         return {source(QStringLiteral("chats"), QStringLiteral("Chats"),
                        QStringLiteral("bubble.left.and.text.bubble.right"),
                        {ScriptedBackend::yield(chats)})};
+    if (script == "slow")
+        return {
+            source(QStringLiteral("apple"), QStringLiteral("Answer"), QStringLiteral("sparkles"),
+                   {ScriptedBackend::hang()}),
+            source(QStringLiteral("recall"), QStringLiteral("Recall"),
+                   QStringLiteral("brain.head.profile"),
+                   {ScriptedBackend::yield({}), ScriptedBackend::hang()}),
+            source(QStringLiteral("chats"), QStringLiteral("Chats"),
+                   QStringLiteral("bubble.left.and.text.bubble.right"),
+                   {ScriptedBackend::yield(chats.mid(0, 2)), ScriptedBackend::hang()}),
+            source(QStringLiteral("wikipedia"), QStringLiteral("Wikipedia"),
+                   QStringLiteral("globe"), {ScriptedBackend::yield({})}),
+        };
     return {
         source(QStringLiteral("apple"), QStringLiteral("Answer"), QStringLiteral("sparkles"),
                {ScriptedBackend::wait(50ms),

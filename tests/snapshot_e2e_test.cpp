@@ -66,7 +66,7 @@ TEST(SnapshotEndToEndTest, EveryTabBecomesA940By680PngAndTheReportComesLast)
                                home, true);
     ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
     for (const QString& id : {QStringLiteral("apple"), QStringLiteral("recall"),
-                             QStringLiteral("chats"), QStringLiteral("wikipedia")}) {
+                              QStringLiteral("chats"), QStringLiteral("wikipedia")}) {
         const QImage image(home.path() + QStringLiteral("/shot-") + id + QStringLiteral(".png"));
         ASSERT_FALSE(image.isNull()) << id.toStdString();
         EXPECT_EQ(image.size(), QSize(940, 680)) << id.toStdString();

@@ -12,6 +12,7 @@
 namespace {
 constexpr qreal kSpacing = 6;
 constexpr int kArrow = 11;
+constexpr int kContentWidth = 470 - 2 * 16; // the panel's results column
 
 QFont detailFont()
 {
@@ -34,7 +35,7 @@ public:
 
     bool hasHeightForWidth() const override { return true; }
     int heightForWidth(int width) const override { return std::ceil(arrange(width).height); }
-    QSize sizeHint() const override { return {438, heightForWidth(438)}; }
+    QSize sizeHint() const override { return {kContentWidth, heightForWidth(kContentWidth)}; }
     QSize minimumSizeHint() const override { return {0, heightForWidth(std::max(width(), 1))}; }
     void changed()
     {
@@ -145,7 +146,7 @@ void ItemRow::setItem(const LookupItem& item, const QString& term)
 
 BodyText* ItemRow::bodyText() const
 {
-    return m_body->isVisibleTo(const_cast<ItemRow*>(this)) ? m_body : nullptr;
+    return m_item.body && !m_item.body->isEmpty() ? m_body : nullptr;
 }
 
 void ItemRow::open()

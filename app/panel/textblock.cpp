@@ -69,8 +69,10 @@ int TextBlock::heightForWidth(int width) const
 
 QSize TextBlock::sizeHint() const
 {
+    // Never wider than the panel's content column.
+    constexpr int kContentWidth = 470 - 2 * 16;
     const int natural = static_cast<int>(std::ceil(TextLines::naturalWidth(m_text, m_font)));
-    const int width = std::min(natural, 438);
+    const int width = std::min(natural, kContentWidth);
     return {width, heightForWidth(width)};
 }
 

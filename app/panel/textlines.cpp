@@ -93,11 +93,14 @@ TextLines::TextLines(const AttributedText& text, const QFont& font, qreal width,
         probe->endLayout();
     }
 
-    const AttributedText head = cutAt >= 0 ? AttributedText{text.text.left(cutAt), {}} : text;
-    AttributedText headText = head;
+    // The lines before the cut keep their emphasis; the cut line is laid out on its own.
+    AttributedText headText = cutAt >= 0 ? AttributedText{text.text.left(cutAt), {}} : text;
     if (cutAt >= 0) {
+        // A line break that ends the kept part would open an empty line of its own.
+        while (!headText.text.isEmpty() && headText.text.back() == QLatin1Char('\n'))
+            headText.text.chop(1);
         for (const AttributedText::Range& range : text.emphasised) {
-            const qsizetype to = std::min(range.start + range.length, cutAt);
+            const qsizetype to = std::min(range.start + range.length, headText.text.size());
             if (to > range.start)
                 headText.emphasised.append({range.start, to - range.start});
         }
