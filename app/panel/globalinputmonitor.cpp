@@ -9,7 +9,7 @@
 #include <X11/keysym.h>
 #include <xcb/xcb.h>
 
-Q_LOGGING_CATEGORY(lcInput, "peekwell.panel.input")
+Q_LOGGING_CATEGORY(lcInput, "peekwell.panel")
 
 namespace {
 

@@ -213,6 +213,22 @@ TEST(LookupViewTest, ClickingARowOpensItsUrlAndARowWithoutOneDoesNothing)
     EXPECT_EQ(tab.opened.size(), 2);
 }
 
+TEST(LookupViewTest, DraggingOverTheBodySelectsTextInsteadOfOpening)
+{
+    OneTab tab({S::yield({linked(QStringLiteral("a"), QStringLiteral("https://example.org/a"))})});
+    ASSERT_TRUE(spinUntil([&] { return tab.view.rows().size() == 1; }));
+    QCoreApplication::processEvents();
+    BodyText* body = tab.view.rows()[0]->bodyText();
+    ASSERT_NE(body, nullptr);
+    QWidget* surface = body->viewport();
+    QTest::mousePress(surface, Qt::LeftButton, {}, QPoint(2, 6));
+    QTest::mouseMove(surface, QPoint(60, 6));
+    QTest::mouseRelease(surface, Qt::LeftButton, {}, QPoint(60, 6));
+    EXPECT_TRUE(body->textCursor().hasSelection());
+    EXPECT_FALSE(body->textCursor().selectedText().isEmpty());
+    EXPECT_TRUE(tab.opened.isEmpty());
+}
+
 TEST(LookupViewTest, RowBodyIsSelectableHighlightedAndNeverCut)
 {
     QString longBody;
