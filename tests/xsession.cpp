@@ -47,12 +47,20 @@ bool XSession::start(QString* error)
                        QStringLiteral("-nolisten"), QStringLiteral("tcp")});
         if (!server->waitForStarted(5000))
             continue;
+        // The number is ours once the server's lock file names our server and its socket is
+        // there; a server that lost the number to another one exits instead.
+        const QString lock = QStringLiteral("/tmp/.X%1-lock").arg(number);
+        auto owned = [&] {
+            QFile file(lock);
+            return file.open(QIODevice::ReadOnly) &&
+                   file.readAll().trimmed().toLongLong() == server->processId() &&
+                   QFile::exists(socket);
+        };
         QDeadlineTimer deadline(10000);
-        while (!QFile::exists(socket) && server->state() == QProcess::Running &&
-               !deadline.hasExpired())
+        while (!owned() && server->state() == QProcess::Running && !deadline.hasExpired())
             QThread::msleep(20);
-        if (server->state() != QProcess::Running || !QFile::exists(socket)) {
-            stop(server); // another server took the number meanwhile
+        if (server->state() != QProcess::Running || !owned()) {
+            stop(server);
             continue;
         }
         m_display = QStringLiteral(":%1").arg(number);
@@ -63,26 +71,45 @@ bool XSession::start(QString* error)
         return false;
     }
 
-    m_windowManager = std::make_unique<QProcess>();
-    m_windowManager->setProcessEnvironment(environment(QString()));
-    m_windowManager->setStandardOutputFile(QProcess::nullDevice());
-    m_windowManager->setStandardErrorFile(QProcess::nullDevice());
-    m_windowManager->start(QStringLiteral("openbox"), {});
-    if (!m_windowManager->waitForStarted(5000)) {
-        *error = QStringLiteral("openbox is not installed (Debian package openbox)");
+    // Ready when a client can talk to it.
+    QDeadlineTimer ready(10000);
+    int status = -1;
+    while (status != 0 && !ready.hasExpired()) {
+        tool(QStringLiteral("xprop"),
+             {QStringLiteral("-root"), QStringLiteral("-len"), QStringLiteral("1")}, &status);
+        if (status != 0)
+            QThread::msleep(50);
+    }
+    if (status != 0) {
+        *error = QStringLiteral("Xvfb on %1 accepts no clients (is x11-utils installed for xprop?)")
+                     .arg(m_display);
         return false;
     }
-    // The window manager is ready once it has announced itself on the root window.
-    QDeadlineTimer deadline(15000);
-    while (!deadline.hasExpired()) {
-        if (tool(QStringLiteral("xprop"),
-                 {QStringLiteral("-root"), QStringLiteral("_NET_SUPPORTING_WM_CHECK")})
-                .contains(QStringLiteral("window id")))
-            return true;
-        QThread::msleep(50);
+
+    QString output;
+    for (int attempt = 0; attempt < 3; ++attempt) {
+        m_windowManager = std::make_unique<QProcess>();
+        m_windowManager->setProcessEnvironment(environment(QString()));
+        m_windowManager->setProcessChannelMode(QProcess::MergedChannels);
+        m_windowManager->start(QStringLiteral("openbox"), {});
+        if (!m_windowManager->waitForStarted(5000)) {
+            *error = QStringLiteral("openbox is not installed (Debian package openbox)");
+            return false;
+        }
+        // The window manager is ready once it has announced itself on the root window.
+        QDeadlineTimer deadline(10000);
+        while (!deadline.hasExpired() && m_windowManager->state() == QProcess::Running) {
+            if (tool(QStringLiteral("xprop"),
+                     {QStringLiteral("-root"), QStringLiteral("_NET_SUPPORTING_WM_CHECK")})
+                    .contains(QStringLiteral("window id")))
+                return true;
+            QThread::msleep(50);
+        }
+        m_windowManager->waitForFinished(1000);
+        output += QString::fromLocal8Bit(m_windowManager->readAll());
+        stop(m_windowManager);
     }
-    *error =
-        QStringLiteral("openbox did not take over the display (is x11-utils installed for xprop?)");
+    *error = QStringLiteral("openbox did not take over display %1: %2").arg(m_display, output);
     return false;
 }
 

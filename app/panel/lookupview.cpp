@@ -442,7 +442,8 @@ void LookupView::showState(Content content, const QString& text)
         row->setSpacing(6);
         auto* icon = new QLabel(m_state);
         icon->setPixmap(SymbolIcon::pixmap(QStringLiteral("exclamationmark.triangle"),
-                                           m_style.secondaryLabel, 14, devicePixelRatioF()));
+                                           m_style.secondaryLabel, 14,
+                                           std::max<qreal>(2.0, devicePixelRatioF())));
         icon->setFixedSize(14, 16);
         row->addWidget(icon, 0, Qt::AlignTop);
         row->addWidget(label, 1, Qt::AlignTop);

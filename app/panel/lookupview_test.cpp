@@ -9,6 +9,7 @@
 #include <QScrollBar>
 #include <QTest>
 #include <QThread>
+#include <atomic>
 #include <gtest/gtest.h>
 
 using namespace std::chrono_literals;
@@ -167,6 +168,35 @@ TEST(LookupViewTest, ClickingATabSelectsItForGood)
     EXPECT_EQ(view.rows().first()->item().title, QStringLiteral("w"));
 }
 
+// A source that yields its first list at once and its second only when the test says so.
+class GatedBackend : public LookupBackend {
+public:
+    GatedBackend(LookupItems first, LookupItems second)
+        : LookupBackend(BackendInfo{QStringLiteral("chats"), QStringLiteral("CHATS"),
+                                    QStringLiteral("globe"), 60}),
+          m_first(std::move(first)), m_second(std::move(second))
+    {
+    }
+    void open() const { m_gate->store(true); }
+    LookupStream lookup(const LookupQuery&) const override
+    {
+        return stream([first = m_first, second = m_second, gate = m_gate](StreamContext& context) {
+            context.yield(first);
+            while (!gate->load())
+                if (!context.sleepFor(5ms))
+                    return;
+            context.yield(second);
+            while (context.sleepFor(1h)) {
+            }
+        });
+    }
+
+private:
+    LookupItems m_first;
+    LookupItems m_second;
+    std::shared_ptr<std::atomic<bool>> m_gate = std::make_shared<std::atomic<bool>>(false);
+};
+
 TEST(LookupViewTest, StreamedUpdatesKeepRowsAndTheScrollPosition)
 {
     QStringList first;
@@ -174,17 +204,21 @@ TEST(LookupViewTest, StreamedUpdatesKeepRowsAndTheScrollPosition)
         first.append(QStringLiteral("item %1").arg(i));
     QStringList second = first;
     second.insert(3, QStringLiteral("new"));
-    OneTab tab({S::yield(S::items(first)), S::wait(300ms), S::yield(S::items(second)), S::hang()});
-    ASSERT_TRUE(spinUntil([&] { return tab.view.rows().size() == 12; }));
+    auto source = std::make_shared<GatedBackend>(S::items(first), S::items(second));
+    LookupModel model(query(), {source});
+    LookupView view(&model, {});
+    view.show();
+    ASSERT_TRUE(spinUntil([&] { return view.rows().size() == 12; }));
     QCoreApplication::processEvents();
-    const QList<ItemRow*> before = tab.view.rows();
-    QScrollBar* bar = tab.view.resultsArea()->verticalScrollBar();
+    const QList<ItemRow*> before = view.rows();
+    QScrollBar* bar = view.resultsArea()->verticalScrollBar();
     ASSERT_GT(bar->maximum(), 40) << "twelve rows overflow the results area";
     bar->setValue(40);
 
-    ASSERT_TRUE(spinUntil([&] { return tab.view.rows().size() == 13; }));
+    source->open();
+    ASSERT_TRUE(spinUntil([&] { return view.rows().size() == 13; }));
     QCoreApplication::processEvents();
-    const QList<ItemRow*> after = tab.view.rows();
+    const QList<ItemRow*> after = view.rows();
     EXPECT_EQ(after[0], before[0]);
     EXPECT_EQ(after[4], before[3]); // the same row, moved down by the new one
     EXPECT_EQ(after[3]->item().id, QStringLiteral("new"));

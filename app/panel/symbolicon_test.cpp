@@ -1,0 +1,54 @@
+#include "symbolicon.h"
+
+#include <QImage>
+#include <gtest/gtest.h>
+
+namespace {
+
+TEST(SymbolIconTest, EverySymbolTheProgramNamesIsBundledAndDrawnInTheGivenColour)
+{
+    const QStringList names = {
+        QStringLiteral("sparkles"),
+        QStringLiteral("brain.head.profile"),
+        QStringLiteral("bubble.left.and.text.bubble.right"),
+        QStringLiteral("books.vertical"),
+        QStringLiteral("globe"),
+        QStringLiteral("exclamationmark.triangle"),
+        QStringLiteral("exclamationmark.circle"),
+        QStringLiteral("arrow.up.right"),
+        QStringLiteral("text.magnifyingglass"),
+    };
+    const QColor orange(0xff, 0x9f, 0x0a);
+    for (const QString& name : names) {
+        ASSERT_TRUE(SymbolIcon::exists(name)) << name.toStdString();
+        const QPixmap pixmap = SymbolIcon::pixmap(name, orange, 16, 2.0);
+        ASSERT_FALSE(pixmap.isNull()) << name.toStdString();
+        const QImage image = pixmap.toImage().convertToFormat(QImage::Format_ARGB32);
+        EXPECT_EQ(image.size(), QSize(32, 32)) << name.toStdString();
+        int inked = 0;
+        int transparent = 0;
+        for (int y = 0; y < image.height(); ++y) {
+            for (int x = 0; x < image.width(); ++x) {
+                const QColor pixel = image.pixelColor(x, y);
+                if (pixel.alpha() == 255) {
+                    ++inked;
+                    EXPECT_EQ(pixel.rgb(), orange.rgb()) << name.toStdString();
+                } else if (pixel.alpha() == 0) {
+                    ++transparent;
+                }
+            }
+        }
+        // A drawing, not a filled square and not an empty one.
+        EXPECT_GT(inked, 20) << name.toStdString();
+        EXPECT_GT(transparent, 300) << name.toStdString();
+    }
+}
+
+TEST(SymbolIconTest, UnknownNamesDrawNothing)
+{
+    EXPECT_FALSE(SymbolIcon::exists(QStringLiteral("no.such.symbol")));
+    EXPECT_TRUE(SymbolIcon::pixmap(QStringLiteral("no.such.symbol"), Qt::black, 16, 1).isNull());
+    EXPECT_FALSE(SymbolIcon::exists(QString()));
+}
+
+} // namespace
