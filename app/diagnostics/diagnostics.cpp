@@ -30,8 +30,8 @@ const QList<Operation>& operations()
          {QStringLiteral("path"), QStringLiteral("term")},
          false,
          Kind::Windowed,
-         QStringLiteral(
-             "render every tab of a lookup of TERM to PATH-<tab>.png (no display needed)"),
+         QStringLiteral("render each tab of a lookup of TERM (shot.png: shot-<tab>.png); "
+                        "needs no display"),
          LookupOperations::snapshot},
     };
     return table;
