@@ -1,6 +1,8 @@
 #include "panelstyle.h"
 
 #include <QApplication>
+#include <QDir>
+#include <QSettings>
 
 namespace {
 
@@ -68,6 +70,25 @@ Appearance PanelStyle::systemAppearance()
         return Appearance::Dark;
     if (forced == "light")
         return Appearance::Light;
+    // GTK's choice, which GNOME, Xfce, Cinnamon and MATE keep: a dark variant of the theme
+    // named in GTK_THEME, or the preference in GTK's settings file.
+    const QString gtkTheme = qEnvironmentVariable("GTK_THEME");
+    if (!gtkTheme.isEmpty())
+        return gtkTheme.contains(QLatin1String("dark"), Qt::CaseInsensitive) ? Appearance::Dark
+                                                                             : Appearance::Light;
+    QString configHome = qEnvironmentVariable("XDG_CONFIG_HOME");
+    if (configHome.isEmpty())
+        configHome = QDir::homePath() + QStringLiteral("/.config");
+    const QSettings gtk(configHome + QStringLiteral("/gtk-3.0/settings.ini"), QSettings::IniFormat);
+    const QString prefer =
+        gtk.value(QStringLiteral("Settings/gtk-application-prefer-dark-theme")).toString();
+    if (prefer == QLatin1String("1") ||
+        prefer.compare(QLatin1String("true"), Qt::CaseInsensitive) == 0 ||
+        gtk.value(QStringLiteral("Settings/gtk-theme-name"))
+            .toString()
+            .contains(QLatin1String("dark"), Qt::CaseInsensitive))
+        return Appearance::Dark;
+    // Otherwise the Qt palette in use (a Qt platform theme may follow the desktop).
     const QColor window = QApplication::palette().color(QPalette::Window);
     return window.lightness() < 128 ? Appearance::Dark : Appearance::Light;
 }

@@ -27,8 +27,9 @@ struct PanelStyle {
     QColor selection;     // selected body text
 
     static PanelStyle forAppearance(Appearance appearance);
-    // The desktop's appearance: PEEKWELL_APPEARANCE=dark|light when set, otherwise the
-    // lightness of the application palette's window colour.
+    // The desktop's appearance, asked at each call: PEEKWELL_APPEARANCE=dark|light when set;
+    // else GTK's (GTK_THEME, or gtk-3.0/settings.ini under the XDG config folder: the dark
+    // preference or a theme named dark); else the lightness of Qt's window colour.
     static Appearance systemAppearance();
 
     // A palette for the view's standard widgets (scroll bars, selectable text).
