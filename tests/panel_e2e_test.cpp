@@ -158,6 +158,42 @@ TEST_F(PanelEndToEndTest, LookupMapsThePanelWhereItsReportSaysAndExitsAfterTheHo
     EXPECT_EQ(printed.value(QStringLiteral("term")).toString(), QStringLiteral("word"));
 }
 
+TEST_F(PanelEndToEndTest, PanelLeavesTheFocusWithTheApplicationUnderIt)
+{
+    // Another application's window, focused, as when the user force-clicks in it.
+    QProcess other;
+    other.setProcessEnvironment(m_session.environment(m_home.path()));
+    other.start(QStringLiteral("xmessage"),
+                {QStringLiteral("-name"), QStringLiteral("otherapp"), QStringLiteral("-geometry"),
+                 QStringLiteral("300x100+700+500"), QStringLiteral("some text to look up")});
+    ASSERT_TRUE(other.waitForStarted(5000)) << "xmessage (Debian package x11-utils) is missing";
+    QString otherWindow;
+    ASSERT_TRUE(waitFor([&] {
+        otherWindow = m_session
+                          .tool(QStringLiteral("xdotool"),
+                                {QStringLiteral("search"), QStringLiteral("--onlyvisible"),
+                                 QStringLiteral("--classname"), QStringLiteral("otherapp")})
+                          .trimmed()
+                          .section(QLatin1Char('\n'), 0, 0);
+        return !otherWindow.isEmpty();
+    }));
+    m_session.tool(QStringLiteral("xdotool"),
+                   {QStringLiteral("windowfocus"), QStringLiteral("--sync"), otherWindow});
+    auto focused = [&] {
+        return m_session.tool(QStringLiteral("xdotool"), {QStringLiteral("getwindowfocus")})
+            .trimmed();
+    };
+    ASSERT_EQ(focused(), otherWindow);
+
+    launch(kScripted, {QStringLiteral("--lookup"), QStringLiteral("word"), QStringLiteral("--at"),
+                       QStringLiteral("300"), QStringLiteral("200")});
+    ASSERT_FALSE(panelWindow().isEmpty());
+    ASSERT_TRUE(waitFor([&] { return !report(QStringLiteral("lookup.json")).isEmpty(); }));
+    EXPECT_EQ(focused(), otherWindow) << "the panel took the keyboard focus";
+    other.kill();
+    other.waitForFinished(5000);
+}
+
 TEST_F(PanelEndToEndTest, EscapeClosesThePanelAndTheProcessStays)
 {
     launch(kScripted, {QStringLiteral("--lookup"), QStringLiteral("word"), QStringLiteral("--at"),
