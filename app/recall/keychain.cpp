@@ -11,7 +11,8 @@ QString environmentVariable(const QString& account)
 
 std::optional<QString> get(const QString& account)
 {
-    const QString fromEnvironment = qEnvironmentVariable(environmentVariable(account).toLocal8Bit());
+    const QString fromEnvironment =
+        qEnvironmentVariable(environmentVariable(account).toLocal8Bit());
     if (!fromEnvironment.isEmpty())
         return fromEnvironment;
     return SecretStore::standard().get(account);

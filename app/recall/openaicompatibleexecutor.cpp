@@ -104,20 +104,21 @@ bool handleLine(const QByteArray& line, QHash<int, CallHead>& calls, GenerationC
             const QJsonObject call = element.toObject();
             const int index = integer(call.value(QStringLiteral("index"))).value_or(0);
             const QJsonValue function = call.value(QStringLiteral("function"));
-            const QJsonObject functionObject = function.isObject() ? function.toObject() : QJsonObject();
+            const QJsonObject functionObject =
+                function.isObject() ? function.toObject() : QJsonObject();
             auto head = calls.constFind(index);
             if (head == calls.constEnd()) {
                 const QJsonValue id = call.value(QStringLiteral("id"));
                 const QJsonValue name = functionObject.value(QStringLiteral("name"));
                 head = calls.insert(
-                    index, {id.isString() ? id.toString()
-                                          : QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper(),
-                            name.isString() ? name.toString() : QString()});
+                    index,
+                    {id.isString() ? id.toString()
+                                   : QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper(),
+                     name.isString() ? name.toString() : QString()});
             }
             const QJsonValue arguments = functionObject.value(QStringLiteral("arguments"));
-            channel.send(GenerationEvent::toolCall(head->id, head->name,
-                                                   arguments.isString() ? arguments.toString()
-                                                                        : QString()));
+            channel.send(GenerationEvent::toolCall(
+                head->id, head->name, arguments.isString() ? arguments.toString() : QString()));
         }
     }
 
@@ -199,9 +200,8 @@ QJsonArray OpenAICompatibleExecutor::messages(const Transcript& transcript)
 QJsonObject OpenAICompatibleExecutor::body(const GenerationRequest& request,
                                            const OpenAICompatibleModel& model)
 {
-    QJsonObject body{{"model", model.model},
-                     {"stream", true},
-                     {"messages", messages(request.transcript)}};
+    QJsonObject body{
+        {"model", model.model}, {"stream", true}, {"messages", messages(request.transcript)}};
     if (!request.enabledToolDefinitions.isEmpty()) {
         QJsonArray tools;
         for (const Transcript::ToolDefinition& tool : request.enabledToolDefinitions) {
@@ -214,10 +214,11 @@ QJsonObject OpenAICompatibleExecutor::body(const GenerationRequest& request,
         body.insert("tools", tools);
     }
     if (request.schema) {
-        body.insert("response_format",
-                    QJsonObject{{"type", "json_schema"},
-                                {"json_schema", QJsonObject{{"name", "response"},
-                                                            {"schema", schemaJson(*request.schema)}}}});
+        body.insert(
+            "response_format",
+            QJsonObject{{"type", "json_schema"},
+                        {"json_schema", QJsonObject{{"name", "response"},
+                                                    {"schema", schemaJson(*request.schema)}}}});
     }
     if (request.generationOptions.temperature)
         body.insert("temperature", *request.generationOptions.temperature);
@@ -246,9 +247,9 @@ void OpenAICompatibleExecutor::respond(const GenerationRequest& request,
     http.url = endpoint(model.baseURL);
     http.method = "POST";
     http.timeout = 60;
-    http.headers.append({"Content-Type", "application/json"});
+    http.headers.append({QByteArray("Content-Type"), QByteArray("application/json")});
     if (model.apiKey)
-        http.headers.append({"Authorization", "Bearer " + model.apiKey->toUtf8()});
+        http.headers.append({QByteArray("Authorization"), "Bearer " + model.apiKey->toUtf8()});
     http.body = QJsonDocument(body(request, model)).toJson(QJsonDocument::Compact);
 
     QHash<int, CallHead> calls;
@@ -260,16 +261,12 @@ void OpenAICompatibleExecutor::respond(const GenerationRequest& request,
         }
         return handleLine(line, calls, channel);
     };
-    int status = 0;
-    try {
-        status = Http::shared().lines(http, onLine, [&] { return channel.isCanceled(); }).status;
-    } catch (const HttpError& error) {
-        if (error.kind() != HttpError::BadResponse)
-            throw;
-    }
+    const int status =
+        Http::shared().lines(http, onLine, [&] { return channel.isCanceled(); }).status;
     if (status == 200)
         return;
-    const QString host = model.baseURL.host().isEmpty() ? QStringLiteral("model") : model.baseURL.host();
+    const QString host =
+        model.baseURL.host().isEmpty() ? QStringLiteral("model") : model.baseURL.host();
     throw BackendError(host + QStringLiteral(" returned ") + QString::number(status) +
                        QStringLiteral(": ") + firstGraphemes(errorBody, 300));
 }

@@ -14,9 +14,9 @@ class OpenAICompatibleModel;
 //
 // respond() blocks its worker thread; the channel's cancellation closes the connection.
 // Throws: the HTTP client's error for transport failures (unchanged), BackendError
-// "<host> returned <status>: <start of the body>" for any status but 200 (status 0 for an
-// answer that is not HTTP), GenerationError::GuardrailViolation when the server stops with
-// the finish reason "content_filter", std::bad_cast for a model that is not an
+// "<host> returned <status>: <start of the body>" for any status but 200 (an answer that is
+// not HTTP at all is the client's ConnectionLost), GenerationError::GuardrailViolation when the
+// server stops with the finish reason "content_filter", std::bad_cast for a model that is not an
 // OpenAICompatibleModel.
 class OpenAICompatibleExecutor : public Executor {
 public:

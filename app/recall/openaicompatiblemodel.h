@@ -24,7 +24,7 @@ public:
     std::shared_ptr<const Executor> executor() const override;
     OpenAICompatibleExecutor::Configuration executorConfiguration() const { return {}; }
 
-    const QUrl baseURL;                 // the API base, e.g. ".../v1"
-    const QString model;                // sent as the body's "model"
+    const QUrl baseURL;                  // the API base, e.g. ".../v1"
+    const QString model;                 // sent as the body's "model"
     const std::optional<QString> apiKey; // a bearer token; none sends no Authorization header
 };

@@ -136,7 +136,8 @@ QString RecallModel::status(const Preferences& preferences) const
 {
     switch (m_value) {
     case onDevice: {
-        const Availability availability = SystemLanguageModel::defaultModel(preferences)->availability();
+        const Availability availability =
+            SystemLanguageModel::defaultModel(preferences)->availability();
         return availability.isAvailable ? QStringLiteral("On device") : availability.reason;
     }
     case privateCloud:

@@ -20,7 +20,8 @@ QString RecallSettings::keyPlaceholder() const
 void RecallSettings::load()
 {
     name = m_model.modelName(m_preferences);
-    baseURL = m_preferences.stringValue(QStringLiteral("recall.custom.baseURL")).value_or(QString());
+    baseURL =
+        m_preferences.stringValue(QStringLiteral("recall.custom.baseURL")).value_or(QString());
     key.clear();
     const std::optional<QString> account = m_model.keyAccount();
     hasKey = account && Keychain::get(*account).has_value();

@@ -2,10 +2,10 @@
 
 GenerationSchema SearchArguments::generationSchema()
 {
-    return GenerationSchema::object(QStringLiteral("Arguments"), std::nullopt,
-                                    {{QStringLiteral("query"),
-                                      QStringLiteral("The word or short phrase to search for"),
-                                      GenerationSchema::stringType()}});
+    return GenerationSchema::object(
+        QStringLiteral("Arguments"), std::nullopt,
+        {{QStringLiteral("query"), QStringLiteral("The word or short phrase to search for"),
+          GenerationSchema::stringType()}});
 }
 
 std::optional<SearchArguments> SearchArguments::from(const GeneratedContent& content)

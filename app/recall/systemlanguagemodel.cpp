@@ -26,11 +26,13 @@ bool lists(const QJsonDocument& listing, const QString& name)
 
 } // namespace
 
-std::shared_ptr<const SystemLanguageModel> SystemLanguageModel::defaultModel(const Preferences& preferences)
+std::shared_ptr<const SystemLanguageModel>
+SystemLanguageModel::defaultModel(const Preferences& preferences)
 {
     const QString base =
         preferences.stringValue(QStringLiteral("localModel.baseURL")).value_or(QString());
-    const QString name = preferences.stringValue(QStringLiteral("localModel.name")).value_or(QString());
+    const QString name =
+        preferences.stringValue(QStringLiteral("localModel.name")).value_or(QString());
     return std::make_shared<SystemLanguageModel>(QUrl(base, QUrl::StrictMode), name, base);
 }
 

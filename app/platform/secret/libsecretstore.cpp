@@ -19,7 +19,14 @@ const SecretSchema* schema()
             {"account", SECRET_SCHEMA_ATTRIBUTE_STRING},
             {nullptr, SECRET_SCHEMA_ATTRIBUTE_STRING},
         },
-        0, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+        0,
+        nullptr,
+        nullptr,
+        nullptr,
+        nullptr,
+        nullptr,
+        nullptr,
+        nullptr,
     };
     return &generic;
 }
@@ -73,8 +80,8 @@ bool LibsecretStore::set(const QString& account, const QString& value)
     const QByteArray secret = value.toUtf8();
     GError* error = nullptr;
     const gboolean stored = secret_password_store_sync(
-        schema(), SECRET_COLLECTION_DEFAULT, label.constData(), secret.constData(), nullptr,
-        &error, "service", service, "account", name.constData(), nullptr);
+        schema(), SECRET_COLLECTION_DEFAULT, label.constData(), secret.constData(), nullptr, &error,
+        "service", service, "account", name.constData(), nullptr);
     report(error, "storing a key");
     return stored;
 }
@@ -83,8 +90,8 @@ bool LibsecretStore::remove(const QString& account)
 {
     const QByteArray name = account.toUtf8();
     GError* error = nullptr;
-    const gboolean removed = secret_password_clear_sync(schema(), nullptr, &error, "service",
-                                                        service, "account", name.constData(), nullptr);
+    const gboolean removed = secret_password_clear_sync(
+        schema(), nullptr, &error, "service", service, "account", name.constData(), nullptr);
     report(error, "deleting a key");
     return removed;
 }
