@@ -1,6 +1,7 @@
 #include "diagnostics.h"
 
 #include "arguments.h"
+#include "keyoperation.h"
 #include "preferences.h"
 #include "xdgpaths.h"
 
@@ -18,7 +19,15 @@ const QList<Operation>& operations()
 {
     // The order is the order in which runCommandLine tries them: settings first, so that they
     // combine with the operation named in the same command.
-    static const QList<Operation> table = {};
+    static const QList<Operation> table = {
+        {QStringLiteral("--set-key"),
+         {QStringLiteral("account")},
+         false,
+         Kind::Headless,
+         QStringLiteral(
+             "store the key in $LOOKUP_KEY for ACCOUNT in the keyring (unset: delete it)"),
+         KeyOperation::run},
+    };
     return table;
 }
 

@@ -7,7 +7,7 @@
 #include <QJsonObject>
 #include <QLoggingCategory>
 
-Q_LOGGING_CATEGORY(lcRecall, "peekwell.recall")
+Q_LOGGING_CATEGORY(lcRecall, "peekwell.recall", QtWarningMsg)
 
 namespace {
 

@@ -2,9 +2,11 @@
 
 #include <QLoggingCategory>
 #include <atomic>
+#include <string_view>
 #include <libsecret/secret.h>
 
-Q_LOGGING_CATEGORY(lcSecret, "peekwell.secret")
+// Quiet unless asked for (QT_LOGGING_RULES="peekwell.secret.info=true").
+Q_LOGGING_CATEGORY(lcSecret, "peekwell.secret", QtWarningMsg)
 
 namespace {
 
