@@ -6,6 +6,8 @@
 
 #include <QJsonArray>
 #include <QMutex>
+#include <QThread>
+#include <atomic>
 #include <gtest/gtest.h>
 
 using Server = ChatCompletionsServer;
@@ -137,6 +139,36 @@ TEST_F(ToolLoopTest, AModelThatKeepsCallingToolsIsStopped)
     EXPECT_EQ(server.chatRequests().size(), Session::maximumToolRounds + 1);
     EXPECT_EQ(chats->queries().size(), Session::maximumToolRounds);
     EXPECT_EQ(server.chatRequests().last().value("messages").toArray().size(), 2 + 2 * 8);
+}
+
+TEST_F(ToolLoopTest, CancellingTheConsumerStopsTheReadAndTheLoop)
+{
+    server.script({HttpTestServer::Reply::stream()
+                       .line(Server::text(QStringLiteral("Thinking")))
+                       .neverEnd()});
+    std::atomic<bool> canceled = false;
+    std::atomic<bool> snapshot = false;
+    std::exception_ptr failure;
+    Session s = session();
+    std::unique_ptr<QThread> producer(QThread::create([&] {
+        try {
+            s.streamResponse(
+                QStringLiteral("q"), {}, [&](const QString&) { snapshot = true; },
+                [&] { return canceled.load(); });
+        } catch (...) {
+            failure = std::current_exception();
+        }
+    }));
+    producer->start();
+    ASSERT_TRUE(server.http().waitForRequests(1));
+    while (!snapshot && !producer->isFinished())
+        QThread::msleep(5);
+    const int closedBefore = server.http().connectionsClosedByClient();
+    canceled = true;
+    EXPECT_TRUE(server.http().waitForClientClose(closedBefore + 1));
+    producer->wait();
+    EXPECT_TRUE(failure) << "a cancelled response must not look finished";
+    EXPECT_EQ(server.chatRequests().size(), 1);
 }
 
 } // namespace
