@@ -13,8 +13,8 @@ class Arguments;
 // itself appears nowhere: not in the report, not on standard output or error, not in logs.
 namespace KeyOperation {
 
-// The store and the report, without ending the process. When no keyring answers, one line
-// on standard error says so.
+// The store and the report, without ending the process. When no keyring answers, or the
+// keyring refuses the key (locked, no login keyring), one line on standard error says so.
 QJsonObject setKey(const QString& account);
 
 // The operation's entry in Diagnostics::operations(); does not return.

@@ -237,4 +237,21 @@ TEST_F(KeyringTest, WithoutASecretServiceSetKeyReportsNotStoredAndSaysSo)
     EXPECT_FALSE(result.err.contains("sk-nowhere") || result.out.contains("sk-nowhere"));
 }
 
+TEST_F(KeyringTest, AKeyringThatCannotStoreTheKeyIsReportedOnStandardError)
+{
+    // The bus starts the keyring daemon on demand, but no login keyring exists and no one can
+    // answer its password prompt.
+    const Result result = run(QStringLiteral("dbus-run-session"),
+                              {QStringLiteral("--"), QStringLiteral(PEEKWELL_EXECUTABLE),
+                               QStringLiteral("--set-key"), QStringLiteral("openai")},
+                              environment(QByteArray("sk-refused")));
+    EXPECT_EQ(result.exitCode, 0) << result.err.toStdString();
+    EXPECT_EQ(report(result), QJsonObject({{"account", "openai"}, {"stored", false}}));
+    EXPECT_TRUE(
+        result.err.contains("peekwell: the keyring did not store the key (is it locked?)\n"))
+        << result.err.toStdString();
+    EXPECT_FALSE(result.err.contains("no keyring is available"));
+    EXPECT_FALSE(result.err.contains("sk-refused") || result.out.contains("sk-refused"));
+}
+
 } // namespace
