@@ -16,6 +16,7 @@ QVariantMap defaults()
         {QStringLiteral("backend.recall"), true},
         {QStringLiteral("recall.model"), QStringLiteral("onDevice")},
         {QStringLiteral("backend.shelfwise.url"), QStringLiteral("http://localhost:3010")},
+        {QStringLiteral("backend.wikipedia.url"), QStringLiteral("https://en.wikipedia.org")},
     };
 }
 
