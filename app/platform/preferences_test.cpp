@@ -20,7 +20,7 @@ TEST_F(PreferencesTest, RegisteredDefaultsAreTheProgramsKeysAndStoredValuesWin)
     Preferences prefs(file);
     Pref::registerDefaults(prefs);
     const QVariantMap defaults = Pref::defaults();
-    EXPECT_EQ(defaults.size(), 11);
+    EXPECT_EQ(defaults.size(), 12);
     EXPECT_TRUE(prefs.boolValue(QStringLiteral("enabled")));
     EXPECT_TRUE(prefs.boolValue(QStringLiteral("replaceLookUp")));
     EXPECT_TRUE(prefs.boolValue(QStringLiteral("backend.apple")));
@@ -34,6 +34,8 @@ TEST_F(PreferencesTest, RegisteredDefaultsAreTheProgramsKeysAndStoredValuesWin)
     EXPECT_EQ(prefs.stringValue(QStringLiteral("localModel.baseURL")),
               QStringLiteral("http://127.0.0.1:11434/v1"));
     EXPECT_EQ(prefs.stringValue(QStringLiteral("localModel.name")), QStringLiteral("llama3.2"));
+    EXPECT_EQ(prefs.stringValue(QStringLiteral("backend.wikipedia.url")),
+              QStringLiteral("https://en.wikipedia.org"));
     EXPECT_FALSE(prefs.isStored(QStringLiteral("enabled")));
 
     prefs.setValue(QStringLiteral("backend.wikipedia"), false);

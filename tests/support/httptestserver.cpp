@@ -1,19 +1,19 @@
 #include "httptestserver.h"
 
 #include <QCoreApplication>
-#include <QDeadlineTimer>
+#include <QEventLoop>
 #include <QHostAddress>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QMap>
-#include <QMutex>
 #include <QPointer>
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <QThread>
 #include <QTimer>
-#include <QWaitCondition>
+#include <condition_variable>
 #include <deque>
+#include <mutex>
 
 using namespace std::chrono_literals;
 
@@ -130,34 +130,40 @@ Reply& Reply::neverEnd()
 
 // --- Shared state -------------------------------------------------------------------------
 
+// Guarded by std::mutex rather than Qt's locks, whose slow path ThreadSanitizer cannot see.
 struct HttpTestServer::State {
-    mutable QMutex mutex;
-    mutable QWaitCondition changed;
+    mutable std::mutex mutex;
+    mutable std::condition_variable changed;
     QMap<QByteArray, Handler> routes;
     QList<Request> requests;
     int opened = 0;
     int closedByClient = 0;
+    quint16 port = 0;
+    bool listening = false; // the server thread has set up (port 0: it could not listen)
+    bool stopping = false;
 
     Handler handlerFor(const QByteArray& path) const
     {
-        QMutexLocker lock(&mutex);
+        std::lock_guard lock(mutex);
         return routes.value(path);
     }
     template <typename Change> void update(Change change)
     {
-        QMutexLocker lock(&mutex);
-        change();
-        changed.wakeAll();
+        {
+            std::lock_guard lock(mutex);
+            change();
+        }
+        changed.notify_all();
     }
     template <typename Done> bool waitUntil(std::chrono::milliseconds limit, Done done) const
     {
-        QDeadlineTimer deadline(limit);
-        QMutexLocker lock(&mutex);
-        while (!done()) {
-            if (!changed.wait(&mutex, deadline))
-                return done();
-        }
-        return true;
+        std::unique_lock lock(mutex);
+        return changed.wait_for(lock, limit, done);
+    }
+    bool isStopping() const
+    {
+        std::lock_guard lock(mutex);
+        return stopping;
     }
 };
 
@@ -388,29 +394,40 @@ private:
 
 HttpTestServer::HttpTestServer() : m_state(std::make_shared<State>())
 {
-    m_thread = new QThread;
+    // Everything the thread shares with the rest goes through State's std::mutex.
+    m_thread.reset(QThread::create([state = m_state] {
+        Core core(state);
+        const quint16 port = core.listen();
+        state->update([&] {
+            state->port = port;
+            state->listening = true;
+        });
+        if (port == 0)
+            return;
+        QEventLoop loop;
+        QTimer stopCheck;
+        QObject::connect(&stopCheck, &QTimer::timeout, &loop, [&] {
+            if (state->isStopping())
+                loop.quit();
+        });
+        stopCheck.start(10);
+        loop.exec();
+        core.shutDown();
+    }));
     m_thread->setObjectName(QStringLiteral("HttpTestServer"));
-    m_core = new Core(m_state);
-    m_core->moveToThread(m_thread);
     m_thread->start();
-    QMetaObject::invokeMethod(
-        m_core, [this] { m_port = m_core->listen(); }, Qt::BlockingQueuedConnection);
-    if (m_port == 0)
+    m_state->waitUntil(std::chrono::hours(1), [this] { return m_state->listening; });
+    m_port = m_state->port;
+    if (m_port == 0) {
+        m_thread->wait();
         qFatal("HttpTestServer: cannot listen on 127.0.0.1");
+    }
 }
 
 HttpTestServer::~HttpTestServer()
 {
-    QMetaObject::invokeMethod(
-        m_core,
-        [this] {
-            m_core->shutDown();
-            delete m_core;
-        },
-        Qt::BlockingQueuedConnection);
-    m_thread->quit();
+    m_state->update([this] { m_state->stopping = true; });
     m_thread->wait();
-    delete m_thread;
 }
 
 QString HttpTestServer::base() const
@@ -435,7 +452,7 @@ void HttpTestServer::on(const QByteArray& path, Handler handler)
 
 QList<HttpTestServer::Request> HttpTestServer::requests() const
 {
-    QMutexLocker lock(&m_state->mutex);
+    std::lock_guard lock(m_state->mutex);
     return m_state->requests;
 }
 
@@ -446,13 +463,13 @@ bool HttpTestServer::waitForRequests(qsizetype count, std::chrono::milliseconds 
 
 int HttpTestServer::connectionsOpened() const
 {
-    QMutexLocker lock(&m_state->mutex);
+    std::lock_guard lock(m_state->mutex);
     return m_state->opened;
 }
 
 int HttpTestServer::connectionsClosedByClient() const
 {
-    QMutexLocker lock(&m_state->mutex);
+    std::lock_guard lock(m_state->mutex);
     return m_state->closedByClient;
 }
 

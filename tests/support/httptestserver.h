@@ -128,7 +128,6 @@ public:
 
 private:
     std::shared_ptr<State> m_state;
-    QThread* m_thread = nullptr;
-    Core* m_core = nullptr; // lives on m_thread
+    std::unique_ptr<QThread> m_thread; // runs the listening socket and every connection
     quint16 m_port = 0;
 };
