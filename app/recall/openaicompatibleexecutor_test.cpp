@@ -7,11 +7,13 @@
 
 #include <QJsonDocument>
 #include <QRegularExpression>
+#include <QScopeGuard>
 #include <QTextBoundaryFinder>
 #include <QThread>
 #include <atomic>
 #include <gtest/gtest.h>
 #include <mutex>
+#include <thread>
 
 using namespace std::chrono_literals;
 using Server = ChatCompletionsServer;
@@ -350,22 +352,24 @@ TEST_F(ExecutorTest, CancellingAStalledStreamClosesTheConnection)
     server.script({Reply::stream().line(Server::text("first")).neverEnd()});
     const OpenAICompatibleModel model(server.baseURL(), QStringLiteral("m"), std::nullopt);
     std::exception_ptr failure;
-    std::unique_ptr<QThread> worker(QThread::create([&] {
+    std::atomic<bool> finished = false;
+    std::jthread worker([&] {
         try {
             OpenAICompatibleExecutor().respond(simpleRequest(), model, channel);
         } catch (...) {
             failure = std::current_exception();
         }
-    }));
-    worker->start();
+        finished = true;
+    });
+    const auto letGo = qScopeGuard([&] { channel.canceled = true; }); // before the join
     ASSERT_TRUE(server.http().waitForRequests(1));
-    while (channel.events().isEmpty() && !worker->isFinished())
+    while (channel.events().isEmpty() && !finished)
         QThread::msleep(5);
-    ASSERT_FALSE(worker->isFinished()) << "the stream should stall, not end";
+    ASSERT_FALSE(finished) << "the stream should stall, not end";
     const int closedBefore = server.http().connectionsClosedByClient();
     channel.canceled = true;
     EXPECT_TRUE(server.http().waitForClientClose(closedBefore + 1));
-    worker->wait();
+    worker.join();
     ASSERT_TRUE(failure);
     try {
         std::rethrow_exception(failure);

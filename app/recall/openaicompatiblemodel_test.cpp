@@ -6,9 +6,11 @@
 
 #include <QJsonArray>
 #include <QMutex>
+#include <QScopeGuard>
 #include <QThread>
 #include <atomic>
 #include <gtest/gtest.h>
+#include <thread>
 
 using Server = ChatCompletionsServer;
 
@@ -150,7 +152,8 @@ TEST_F(ToolLoopTest, CancellingTheConsumerStopsTheReadAndTheLoop)
     std::atomic<bool> snapshot = false;
     std::exception_ptr failure;
     Session s = session();
-    std::unique_ptr<QThread> producer(QThread::create([&] {
+    std::atomic<bool> finished = false;
+    std::jthread producer([&] {
         try {
             s.streamResponse(
                 QStringLiteral("q"), {}, [&](const QString&) { snapshot = true; },
@@ -158,15 +161,17 @@ TEST_F(ToolLoopTest, CancellingTheConsumerStopsTheReadAndTheLoop)
         } catch (...) {
             failure = std::current_exception();
         }
-    }));
-    producer->start();
+        finished = true;
+    });
+    const auto letGo = qScopeGuard([&] { canceled = true; }); // before the join
     ASSERT_TRUE(server.http().waitForRequests(1));
-    while (!snapshot && !producer->isFinished())
+    while (!snapshot && !finished)
         QThread::msleep(5);
+    ASSERT_FALSE(finished) << "the stream should stall, not end";
     const int closedBefore = server.http().connectionsClosedByClient();
     canceled = true;
     EXPECT_TRUE(server.http().waitForClientClose(closedBefore + 1));
-    producer->wait();
+    producer.join();
     EXPECT_TRUE(failure) << "a cancelled response must not look finished";
     EXPECT_EQ(server.chatRequests().size(), 1);
 }

@@ -4,8 +4,9 @@
 
 ChatCompletionsServer::ChatCompletionsServer()
 {
-    m_http.on("/v1/chat/completions", [this](const HttpTestServer::Request&) {
+    m_http.on("/v1/chat/completions", [this](const HttpTestServer::Request& request) {
         std::lock_guard lock(m_mutex);
+        m_requests.append(request);
         if (m_turns.isEmpty())
             return Reply::text(500, "no turn scripted");
         const qsizetype turn = std::min<qsizetype>(m_served++, m_turns.size() - 1);
@@ -30,12 +31,13 @@ void ChatCompletionsServer::listModels(const QStringList& ids)
 
 QList<HttpTestServer::Request> ChatCompletionsServer::rawChatRequests() const
 {
-    QList<HttpTestServer::Request> chats;
-    for (const HttpTestServer::Request& request : m_http.requests()) {
-        if (request.path() == "/v1/chat/completions")
-            chats.append(request);
-    }
-    return chats;
+    // A list of its own, made under the lock: the server thread appends to the recorded one.
+    std::lock_guard lock(m_mutex);
+    QList<HttpTestServer::Request> copy;
+    copy.reserve(m_requests.size());
+    for (const HttpTestServer::Request& request : m_requests)
+        copy.append(request);
+    return copy;
 }
 
 QList<QJsonObject> ChatCompletionsServer::chatRequests() const

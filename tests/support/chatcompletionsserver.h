@@ -56,5 +56,6 @@ private:
     mutable std::mutex m_mutex;
     QList<Reply> m_turns;
     int m_served = 0;
+    QList<HttpTestServer::Request> m_requests; // chat requests, in order of arrival
     HttpTestServer m_http;
 };
