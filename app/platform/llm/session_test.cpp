@@ -57,18 +57,18 @@ private:
 
 class ScriptedModel : public LanguageModel {
 public:
-    explicit ScriptedModel(std::shared_ptr<ScriptedExecutor> executor)
-        : m_executor(std::move(executor))
+    explicit ScriptedModel(std::shared_ptr<ScriptedExecutor> executor,
+                           QList<Capability> capabilities = {Capability::ToolCalling,
+                                                             Capability::GuidedGeneration})
+        : m_executor(std::move(executor)), m_capabilities(std::move(capabilities))
     {
     }
-    QList<Capability> capabilities() const override
-    {
-        return {Capability::ToolCalling, Capability::GuidedGeneration};
-    }
+    QList<Capability> capabilities() const override { return m_capabilities; }
     std::shared_ptr<const Executor> executor() const override { return m_executor; }
 
 private:
     std::shared_ptr<ScriptedExecutor> m_executor;
+    QList<Capability> m_capabilities;
 };
 
 // A search tool whose answer and behaviour the test decides; counts and keeps its calls.
@@ -153,6 +153,19 @@ TEST(SessionTest, TextSnapshotsCarryTheWholeAnswerSoFar)
     ASSERT_EQ(f.session.transcript().size(), 3);
     EXPECT_EQ(f.session.transcript()[2].kind, Kind::Response);
     EXPECT_EQ(f.session.transcript()[2].segments[0].text, answer);
+}
+
+TEST(SessionTest, AModelThatCannotCallToolsIsOfferedNone)
+{
+    auto executor = std::make_shared<ScriptedExecutor>(
+        QList<ScriptedExecutor::Turn>{ScriptedExecutor::events({text("plain")})});
+    Session session(std::make_shared<ScriptedModel>(
+                        executor, QList{LanguageModel::Capability::GuidedGeneration}),
+                    {echoTool()}, QStringLiteral("Be brief."));
+    EXPECT_EQ(session.streamResponse(QStringLiteral("q"), {}, {}), QStringLiteral("plain"));
+    EXPECT_TRUE(executor->requests().at(0).enabledToolDefinitions.isEmpty());
+    EXPECT_EQ(session.transcript()[0].toolDefinitions.size(), 1)
+        << "still listed with the instructions";
 }
 
 TEST(SessionTest, AToolCallIsRunAndItsOutputSentBackUnderTheCallsId)
