@@ -2,8 +2,8 @@
 
 #include <QLoggingCategory>
 #include <atomic>
-#include <string_view>
 #include <libsecret/secret.h>
+#include <string_view>
 
 // Quiet unless asked for (QT_LOGGING_RULES="peekwell.secret.info=true").
 Q_LOGGING_CATEGORY(lcSecret, "peekwell.secret", QtWarningMsg)
