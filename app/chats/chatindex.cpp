@@ -27,7 +27,8 @@ constexpr const char* kSchema =
 
 // A pass's connection: under write-ahead logging, NORMAL still keeps every committed file
 // across a crash of the process; the larger page cache keeps the FTS5 segments in memory.
-constexpr const char* kPassPragmas = "PRAGMA synchronous=NORMAL; PRAGMA cache_size=-32768;";
+constexpr const char* kPassPragmas =
+    "PRAGMA synchronous=NORMAL; PRAGMA cache_size=-32768; PRAGMA wal_autocheckpoint=16384;";
 
 constexpr std::int64_t kChunkBytes = 8 * 1024 * 1024;
 constexpr std::int64_t kOverlongLineBytes = 4 * 1024 * 1024;
