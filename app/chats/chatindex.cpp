@@ -186,7 +186,9 @@ void collectFiles(const std::string& folder, int depth, std::optional<int> wante
         }
         // Linked folders are not followed (a link may point back up the tree); linked files are.
         if (type == DT_DIR) {
-            collectFiles(path, depth + 1, wanted, into);
+            // Below the wanted depth nothing can match (the agents' subagent transcripts).
+            if (!wanted || depth + 1 < *wanted)
+                collectFiles(path, depth + 1, wanted, into);
             continue;
         }
         if (name.size() <= 6 || !name.ends_with(".jsonl"))
