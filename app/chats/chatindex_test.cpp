@@ -2,9 +2,11 @@
 #include "temphome.h"
 
 #include <QDir>
+#include <QDirIterator>
 #include <QFile>
 #include <gtest/gtest.h>
 #include <string>
+#include <sys/fsuid.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -182,23 +184,56 @@ TEST_F(ChatIndexTest, VanishedAndUnreadableFiles)
     EXPECT_EQ(hitCount(QStringLiteral("via link")), 1);
 }
 
+// Runs `work` on this thread with the file-system rights of an ordinary user when the test
+// runs as root (who can read any file): everything under the home is opened up to that user
+// first, except what the test locks afterwards.
+class OrdinaryUser {
+public:
+    explicit OrdinaryUser(const QString& home) : m_root(::geteuid() == 0)
+    {
+        if (!m_root)
+            return;
+        ::chmod(QFile::encodeName(home).constData(), 0777);
+        QDirIterator it(home, QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot,
+                        QDirIterator::Subdirectories);
+        while (it.hasNext()) {
+            const QString path = it.next();
+            ::chmod(QFile::encodeName(path).constData(), it.fileInfo().isDir() ? 0777 : 0666);
+        }
+    }
+    template <typename Work> auto run(Work work)
+    {
+        if (m_root)
+            ::setfsuid(65534);
+        auto result = work();
+        if (m_root)
+            ::setfsuid(0);
+        return result;
+    }
+
+private:
+    bool m_root;
+};
+
 TEST_F(ChatIndexTest, AnUnreadableFileKeepsItsRowAndIsTriedAgain)
 {
-    if (::geteuid() == 0)
-        GTEST_SKIP() << "root reads every file";
     const QString locked =
         claude(QStringLiteral("locked.jsonl"), bytes(claudeLine("user", "kept")));
     index->update();
     append(locked, bytes(claudeLine("user", "later words")));
+    OrdinaryUser user(home.path());
     ::chmod(QFile::encodeName(locked).constData(), 0);
-    ChatIndex::Stats stats = index->update();
+    ChatIndex::Stats stats = user.run([&] { return index->update(); });
     EXPECT_EQ(stats.changedFiles, 1);
     EXPECT_EQ(stats.messages, 0);
     EXPECT_EQ(hitCount(QStringLiteral("kept")), 1);
-    ::chmod(QFile::encodeName(locked).constData(), 0644);
-    stats = index->update();
+    stats = user.run([&] { return index->update(); });
+    EXPECT_EQ(stats.changedFiles, 1) << "tried again";
+    ::chmod(QFile::encodeName(locked).constData(), 0666);
+    stats = user.run([&] { return index->update(); });
     EXPECT_EQ(stats.messages, 1);
     EXPECT_EQ(hitCount(QStringLiteral("later")), 1);
+    EXPECT_EQ(hitCount(QStringLiteral("kept")), 1);
 }
 
 TEST_F(ChatIndexTest, MessyFilesNeverStopAPass)
