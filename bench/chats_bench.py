@@ -5,7 +5,8 @@
   python3 bench/chats_bench.py [--home DIR] [--size 1G] [--files 5000] [--seed 1]
                                [--peekwell build/release/peekwell] [--runs 7]
 
-The corpus is generated into --home (by bench/corpusgen/corpusgen.py) when it holds none yet.
+The release build of peekwell is made when it is missing. The corpus is generated into --home
+(by bench/corpusgen/corpusgen.py) when it holds none yet.
 Every run of peekwell uses that home, so the index lands in DIR/.local/share/peekwell. The
 first pass starts from an empty index; page caches are left warm for both tools.
 """
@@ -76,6 +77,13 @@ def main():
     parser.add_argument("--peekwell", default=os.path.join(ROOT, "build/release/peekwell"))
     parser.add_argument("--runs", type=int, default=7)
     args = parser.parse_args()
+
+    if not os.path.exists(args.peekwell):
+        print("building %s" % args.peekwell, file=sys.stderr)
+        build = os.path.dirname(os.path.abspath(args.peekwell))
+        subprocess.check_call(["cmake", "-S", ROOT, "-B", build, "-G", "Ninja",
+                               "-DCMAKE_BUILD_TYPE=Release", "-DPEEKWELL_TESTS=OFF"])
+        subprocess.check_call(["ninja", "-C", build, "-j2", "peekwell"])
 
     home = os.path.abspath(args.home)
     if not os.path.isdir(os.path.join(home, ".claude")):

@@ -13,7 +13,9 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <string>
+#include <sys/resource.h>
 #include <sys/stat.h>
+#include <thread>
 #include <unistd.h>
 
 namespace {
@@ -224,14 +226,12 @@ ChatIndex::ChatIndex(std::optional<QString> path)
 
     SqliteConnection db(m_url, SqliteConnection::Mode::ReadWrite);
     db.execute(kSchema);
-
-    m_background.setMaxThreadCount(4);
-    m_background.setThreadPriority(QThread::LowPriority);
 }
 
 ChatIndex::~ChatIndex()
 {
-    m_background.waitForDone();
+    std::unique_lock lock(m_backgroundLock);
+    m_backgroundIdle.wait(lock, [this] { return m_backgroundRunning == 0; });
 }
 
 QStringList ChatIndex::sessionFiles(const Source& source)
@@ -243,21 +243,32 @@ QStringList ChatIndex::sessionFiles(const Source& source)
 
 void ChatIndex::refreshInBackground(std::function<void(const Stats&)> done)
 {
-    m_background.start([this, done = std::move(done)] {
+    {
+        const std::lock_guard lock(m_backgroundLock);
+        ++m_backgroundRunning;
+    }
+    std::thread([this, done = std::move(done)] {
+        // Background work yields to the user's own: a lower priority for this thread only.
+        ::setpriority(PRIO_PROCESS, static_cast<id_t>(::gettid()), 10);
+        bool run = false;
         {
             const std::lock_guard lock(m_refreshingLock);
-            if (m_refreshing)
-                return;
+            run = !m_refreshing;
             m_refreshing = true;
         }
-        const Stats stats = update();
-        {
-            const std::lock_guard lock(m_refreshingLock);
-            m_refreshing = false;
+        if (run) {
+            const Stats stats = update();
+            {
+                const std::lock_guard lock(m_refreshingLock);
+                m_refreshing = false;
+            }
+            if (done)
+                done(stats);
         }
-        if (done)
-            done(stats);
-    });
+        const std::lock_guard lock(m_backgroundLock);
+        --m_backgroundRunning;
+        m_backgroundIdle.notify_all();
+    }).detach();
 }
 
 ChatIndex::Stats ChatIndex::update(const Progress& progress)
