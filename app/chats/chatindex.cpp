@@ -43,7 +43,7 @@ struct Ingested {
 class FileDescriptor {
 public:
     explicit FileDescriptor(const QString& path)
-        : m_fd(::open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC))
+        : m_fd(::open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK))
     {
     }
     ~FileDescriptor()
@@ -89,8 +89,10 @@ FileMeta storedMeta(SqliteConnection& db, const QString& path)
 Ingested ingest(SqliteConnection& db, const QString& path, const QString& harness,
                 std::int64_t from, std::int64_t to)
 {
+    // Only regular files (through links): a named pipe would wait for a writer for ever.
     const FileDescriptor file(path);
-    if (file.get() < 0)
+    struct stat info;
+    if (file.get() < 0 || ::fstat(file.get(), &info) != 0 || !S_ISREG(info.st_mode))
         return {};
     ::lseek(file.get(), static_cast<off_t>(from), SEEK_SET);
 

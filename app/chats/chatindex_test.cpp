@@ -93,11 +93,18 @@ TEST_F(ChatIndexTest, FindsTranscriptsByAgentAndDepth)
             QFile::encodeName(home.path() + QStringLiteral("/.codex/sessions/loop")).constData()),
         0);
 
+    // A named pipe posing as a transcript is not a file to wait on.
+    ASSERT_EQ(
+        ::mkfifo(QFile::encodeName(home.path() + QStringLiteral("/.codex/sessions/pipe.jsonl"))
+                     .constData(),
+                 0600),
+        0);
+
     const ChatIndex::Stats stats = index->update();
-    EXPECT_EQ(stats.files, 5);
-    EXPECT_EQ(stats.changedFiles, 5);
+    EXPECT_EQ(stats.files, 6);
+    EXPECT_EQ(stats.changedFiles, 6);
     EXPECT_EQ(stats.messages, 5);
-    EXPECT_EQ(index->sessionCount(), 5);
+    EXPECT_EQ(index->sessionCount(), 6);
     QStringList harnesses;
     for (const ChatIndex::Hit& hit : index->search(QStringLiteral("alpha"), 10))
         harnesses.append(hit.harness + QLatin1Char(':') + hit.snippet);
