@@ -35,12 +35,15 @@ TERMS = [
 ]
 
 
-def run(command, env=None):
-    """Runs a command; returns (seconds, peak RSS in MB, stdout)."""
+def run(command, env=None, cpu=None):
+    """Runs a command; returns (seconds, peak RSS in MB, stdout). `cpu`, a list, receives the
+    process's user + system CPU seconds."""
     start = time.perf_counter()
     process = subprocess.Popen(command, env=env, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
     out = process.stdout.read()
     _, _, usage = os.wait4(process.pid, 0)
+    if cpu is not None:
+        cpu.append(usage.ru_utime + usage.ru_stime)
     return time.perf_counter() - start, usage.ru_maxrss / 1024.0, out
 
 
@@ -56,12 +59,13 @@ def corpus_bytes(home):
 
 
 def index_pass(peekwell, env, label, corpus_mb):
-    seconds, rss, out = run([peekwell, "--index"], env)
+    cpu = []
+    seconds, rss, out = run([peekwell, "--index"], env, cpu)
     report = json.loads(out)
     pass_seconds = report["seconds"]
-    print("%-26s %8.3f s pass (%6.3f s process)  %7.1f MB/s of corpus  %7.1f MB/s read  "
+    print("%-26s %8.3f s pass (%6.3f s process, %6.3f s CPU)  %7.1f MB/s read  "
           "%9.0f msgs/s  %5d changed  peak RSS %5.1f MB"
-          % (label, pass_seconds, seconds, corpus_mb / pass_seconds if pass_seconds else 0,
+          % (label, pass_seconds, seconds, cpu[0],
              report["mbRead"] / pass_seconds if pass_seconds else 0,
              report["messages"] / pass_seconds if pass_seconds else 0,
              report["changedFiles"], rss))
@@ -99,7 +103,8 @@ def main():
 
     size, files = corpus_bytes(home)
     corpus_mb = size / (1 << 20)
-    print("corpus: %.0f MB in %d transcript files (%s)" % (corpus_mb, files, home))
+    print("corpus: %.0f MB in %d transcript files (%s); load average %.2f on %d cores"
+          % (corpus_mb, files, home, os.getloadavg()[0], os.cpu_count()))
     print()
 
     full, _, _ = index_pass(args.peekwell, env, "first full pass", corpus_mb)
