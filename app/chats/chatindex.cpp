@@ -295,16 +295,23 @@ ChatIndex::Stats ChatIndex::update(const Progress& progress)
     SqliteStatement reset(db,
                           "INSERT OR REPLACE INTO files(path, harness, offset) VALUES(?, ?, 0)");
     Stats stats;
+    bool blocked = false;
     for (const Source& source : m_sources) {
         for (const QString& path : sessionFiles(source)) {
             ++stats.files;
             const std::int64_t size = fileSize(path);
             const auto stored = offsets.constFind(path);
             const std::int64_t known = stored == offsets.constEnd() ? -1 : *stored;
-            if (known == size)
+            if (known == size || blocked)
                 continue;
 
-            db.execute("BEGIN");
+            // Takes the write lock up front. Another process's pass holding it past the busy
+            // time-out would otherwise make every statement of this file wait that long in
+            // turn; instead this pass leaves the remaining files to that one.
+            if (!db.execute("BEGIN IMMEDIATE")) {
+                blocked = true;
+                continue;
+            }
             std::int64_t start = known;
             if (known < 0 || size < known) {
                 // Every message belongs to a file with a row, so a file without one has

@@ -5,6 +5,7 @@
 #include <QDirIterator>
 #include <QFile>
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 #include <string>
 #include <sys/fsuid.h>
 #include <sys/stat.h>
@@ -332,6 +333,25 @@ TEST_F(ChatIndexTest, ProgressAfterEveryTwentiethChangedFileAndAtTheEnd)
     EXPECT_EQ(seen[1].changedFiles, 40);
     EXPECT_EQ(seen[2], final);
     EXPECT_EQ(final.changedFiles, 45);
+}
+
+TEST_F(ChatIndexTest, AnotherProcessWritingDefersThePassInsteadOfStallingIt)
+{
+    for (int i = 0; i < 5; ++i)
+        claude(QStringLiteral("f%1.jsonl").arg(i),
+               bytes(claudeLine("user", "deferred " + std::to_string(i))));
+    sqlite3* other = nullptr;
+    ASSERT_EQ(sqlite3_open(QFile::encodeName(index->url()).constData(), &other), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(other, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
+    // The pass waits one busy time-out, then leaves every file for later.
+    ChatIndex::Stats stats = index->update();
+    EXPECT_EQ(stats.files, 5);
+    EXPECT_EQ(stats.changedFiles, 0);
+    sqlite3_exec(other, "ROLLBACK", nullptr, nullptr, nullptr);
+    sqlite3_close(other);
+    stats = index->update();
+    EXPECT_EQ(stats.changedFiles, 5);
+    EXPECT_EQ(hitCount(QStringLiteral("deferred")), 5);
 }
 
 TEST(ChatIndexFailureTest, AnUnusableDatabaseGivesZeroAndNothing)
