@@ -1,0 +1,180 @@
+#include "textspanfinder.h"
+
+#include "excerpt.h"
+#include "textwindow.h"
+#include "unicodetext.h"
+
+#include <unicode/ubrk.h>
+#include <unicode/uchar.h>
+
+namespace {
+
+struct Range {
+    qsizetype start;
+    qsizetype end;
+};
+
+bool isWord(int32_t ruleStatus)
+{
+    return !(ruleStatus >= UBRK_WORD_NONE && ruleStatus < UBRK_WORD_NONE_LIMIT);
+}
+
+// First look-ahead past the index, in units, for the word and the sentence windows. A window
+// that turns out too short grows fourfold and is read again.
+constexpr qsizetype wordLookAhead = 64 + 256;
+constexpr qsizetype sentenceLookAhead = 2048;
+
+// The word that holds i, else the nearest word on i's line. Words are enumerated from the
+// line's start (a line break always ends a word) through a window that ends at a sure word
+// boundary past i. The window is widened only when a word runs into a forced end of the
+// window, or when no word on the line lies within it after i and the nearest one before i is
+// farther away than the window's end.
+std::optional<Range> locateWord(QStringView text, qsizetype i, qsizetype lineStart)
+{
+    const std::unique_ptr<icu::BreakIterator> words = UnicodeText::wordIterator();
+    if (!words)
+        return std::nullopt;
+    for (qsizetype lookAhead = wordLookAhead;; lookAhead *= 4) {
+        const auto [windowEnd, sure] = TextWindow::wordCut(text, i + lookAhead);
+        const icu::UnicodeString window =
+            UnicodeText::alias(text.sliced(lineStart, windowEnd - lineStart));
+        words->setText(window);
+        std::optional<Range> before;
+        std::optional<Range> after;
+        bool lineEnded = false;
+        bool cutShort = false;
+        int32_t previous = words->first();
+        for (int32_t next = words->next(); next != icu::BreakIterator::DONE;
+             previous = next, next = words->next()) {
+            const Range segment{lineStart + previous, lineStart + next};
+            if (isWord(words->getRuleStatus())) {
+                if (!sure && segment.end == windowEnd) {
+                    cutShort = true;
+                    break;
+                }
+                if (segment.start <= i && i < segment.end)
+                    return segment;
+                if (segment.end <= i) {
+                    before = segment;
+                } else {
+                    after = segment;
+                    break;
+                }
+            } else if (segment.end > i &&
+                       UnicodeText::isLineTerminator(text[segment.start].unicode())) {
+                lineEnded = true;
+                break;
+            }
+        }
+        const qsizetype beforeDistance = before ? i - (before->end - 1) : -1;
+        if (cutShort)
+            continue;
+        if (!after && !lineEnded && windowEnd < text.size() &&
+            (!before || beforeDistance > windowEnd - i))
+            continue;
+        if (after && (!before || after->start - i < beforeDistance))
+            return after;
+        return before;
+    }
+}
+
+// The sentence that holds the word's first unit, trimmed around the word. Sentences are
+// enumerated from the line's start (a paragraph separator always ends a sentence) through a
+// window that ends where the boundaries before it are final; when the sentence runs on past
+// the window and the cut could still change, the window is widened.
+QString sentenceAround(QStringView text, Range word, qsizetype lineStart)
+{
+    const QStringView wordText = text.sliced(word.start, word.end - word.start);
+    const std::unique_ptr<icu::BreakIterator> sentences = UnicodeText::sentenceIterator();
+    if (!sentences)
+        return TextSpanFinder::trim(wordText.toString(), wordText.toString());
+    for (qsizetype lookAhead = sentenceLookAhead;; lookAhead *= 4) {
+        const qsizetype windowEnd = TextWindow::sentenceCut(text, word.end + lookAhead).position;
+        const icu::UnicodeString window =
+            UnicodeText::alias(text.sliced(lineStart, windowEnd - lineStart));
+        sentences->setText(window);
+        Range sentence = word;
+        int32_t previous = sentences->first();
+        for (int32_t next = sentences->next(); next != icu::BreakIterator::DONE;
+             previous = next, next = sentences->next()) {
+            const Range segment{lineStart + previous, lineStart + next};
+            if (segment.start <= word.start && word.start < segment.end) {
+                sentence = segment;
+                break;
+            }
+            if (word.start < segment.start)
+                break;
+        }
+        const bool continues = sentence.end == windowEnd && windowEnd < text.size();
+        const auto trimmed =
+            Excerpt::aroundWord(text.sliced(sentence.start, sentence.end - sentence.start),
+                                wordText, continues, TextSpanFinder::maxSentence);
+        if (trimmed)
+            return *trimmed;
+    }
+}
+
+bool isTrimmedFromWord(char32_t c)
+{
+    return UnicodeText::isWhiteSpace(c) ||
+           (U_GET_GC_MASK(static_cast<UChar32>(c)) & (U_GC_P_MASK | U_GC_S_MASK)) != 0;
+}
+
+} // namespace
+
+std::optional<TextSpan> TextSpanFinder::span(const QString& text, qsizetype index)
+{
+    const qsizetype size = text.size();
+    if (size == 0)
+        return std::nullopt;
+    const qsizetype i = std::clamp<qsizetype>(index, 0, size - 1);
+    const QStringView view(text);
+    const qsizetype lineStart = UnicodeText::lineStart(view, i);
+    const std::optional<Range> word = locateWord(view, i, lineStart);
+    if (!word)
+        return std::nullopt;
+    return TextSpan{text.mid(word->start, word->end - word->start),
+                    sentenceAround(view, *word, lineStart)};
+}
+
+std::optional<TextSpan> TextSpanFinder::span(const QString& word,
+                                             const std::optional<QString>& sentence)
+{
+    const QString normalized = normalizeWord(word);
+    if (normalized.isEmpty())
+        return std::nullopt;
+    QString trimmed = sentence ? trim(*sentence, normalized) : normalized;
+    if (trimmed.isEmpty())
+        trimmed = normalized;
+    return TextSpan{normalized, trimmed};
+}
+
+QString TextSpanFinder::trim(const QString& sentence, const QString& word)
+{
+    return *Excerpt::aroundWord(sentence, word, false, maxSentence);
+}
+
+QString TextSpanFinder::normalizeWord(const QString& word)
+{
+    const QStringView view(word);
+    qsizetype start = 0;
+    qsizetype end = view.size();
+    while (start < end) {
+        const char32_t c = UnicodeText::codePointAt(view, start);
+        if (!isTrimmedFromWord(c))
+            break;
+        start += QChar::requiresSurrogates(c) ? 2 : 1;
+    }
+    while (end > start) {
+        const char32_t c = UnicodeText::codePointBefore(view, end);
+        if (!isTrimmedFromWord(c))
+            break;
+        end -= QChar::requiresSurrogates(c) ? 2 : 1;
+    }
+    return word.mid(start, end - start);
+}
+
+QString TextSpanFinder::snippet(const QString& text, const QString& term, qsizetype radius)
+{
+    return Excerpt::aroundTerm(text, term, radius);
+}
