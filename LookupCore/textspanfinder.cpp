@@ -19,25 +19,31 @@ bool isWord(int32_t ruleStatus)
     return !(ruleStatus >= UBRK_WORD_NONE && ruleStatus < UBRK_WORD_NONE_LIMIT);
 }
 
-// First look-ahead past the index, in units, for the word and the sentence windows. A window
-// that turns out too short grows fourfold and is read again.
+// How far the windows first reach before and after the index, in units. A window that turns
+// out too short grows fourfold and is read again.
+constexpr qsizetype wordLookBehind = 256;
 constexpr qsizetype wordLookAhead = 64 + 256;
 constexpr qsizetype sentenceLookAhead = 2048;
 
-// The word that holds i, else the nearest word on i's line. Words are enumerated from the
-// line's start (a line break always ends a word) through a window that ends at a sure word
-// boundary past i. The window is widened only when a word runs into a forced end of the
-// window, or when no word on the line lies within it after i and the nearest one before i is
-// farther away than the window's end.
+// The word that holds i, else the nearest word on i's line. Words are enumerated through a
+// window that starts at a sure word boundary before i (at the latest, the line's start: a line
+// break always ends a word) and ends at one after it. The window grows when a word runs into
+// a forced end of it, or when a word beyond either end could still be nearer than the
+// nearest one inside.
 std::optional<Range> locateWord(QStringView text, qsizetype i, qsizetype lineStart)
 {
     const std::unique_ptr<icu::BreakIterator> words = UnicodeText::wordIterator();
     if (!words)
         return std::nullopt;
-    for (qsizetype lookAhead = wordLookAhead;; lookAhead *= 4) {
+    qsizetype lookBehind = wordLookBehind;
+    qsizetype lookAhead = wordLookAhead;
+    for (;;) {
+        const qsizetype windowStart = i - lookBehind <= lineStart
+                                          ? lineStart
+                                          : TextWindow::wordStart(text, i - lookBehind, lineStart);
         const auto [windowEnd, sure] = TextWindow::wordCut(text, i + lookAhead);
         const icu::UnicodeString window =
-            UnicodeText::alias(text.sliced(lineStart, windowEnd - lineStart));
+            UnicodeText::alias(text.sliced(windowStart, windowEnd - windowStart));
         words->setText(window);
         std::optional<Range> before;
         std::optional<Range> after;
@@ -46,7 +52,7 @@ std::optional<Range> locateWord(QStringView text, qsizetype i, qsizetype lineSta
         int32_t previous = words->first();
         for (int32_t next = words->next(); next != icu::BreakIterator::DONE;
              previous = next, next = words->next()) {
-            const Range segment{lineStart + previous, lineStart + next};
+            const Range segment{windowStart + previous, windowStart + next};
             if (isWord(words->getRuleStatus())) {
                 if (!sure && segment.end == windowEnd) {
                     cutShort = true;
@@ -66,38 +72,51 @@ std::optional<Range> locateWord(QStringView text, qsizetype i, qsizetype lineSta
                 break;
             }
         }
+        if (cutShort) {
+            lookAhead *= 4;
+            continue;
+        }
+        // A word before the window is at least i - windowStart + 1 away, one after it at
+        // least windowEnd - i; on a tie the earlier word wins.
         const qsizetype beforeDistance = before ? i - (before->end - 1) : -1;
-        if (cutShort)
+        const qsizetype afterDistance = after ? after->start - i : -1;
+        const bool widenBehind =
+            !before && windowStart > lineStart && (!after || afterDistance >= i - windowStart + 1);
+        const bool widenAhead = !after && !lineEnded && windowEnd < text.size() &&
+                                (!before || beforeDistance > windowEnd - i);
+        if (widenBehind || widenAhead) {
+            lookBehind *= widenBehind ? 4 : 1;
+            lookAhead *= widenAhead ? 4 : 1;
             continue;
-        if (!after && !lineEnded && windowEnd < text.size() &&
-            (!before || beforeDistance > windowEnd - i))
-            continue;
-        if (after && (!before || after->start - i < beforeDistance))
+        }
+        if (after && (!before || afterDistance < beforeDistance))
             return after;
         return before;
     }
 }
 
 // The sentence that holds the word's first unit, trimmed around the word. Sentences are
-// enumerated from the line's start (a paragraph separator always ends a sentence) through a
-// window that ends where the boundaries before it are final; when the sentence runs on past
-// the window and the cut could still change, the window is widened.
+// enumerated from a sure sentence start before the word (at the latest, the line's start: a
+// paragraph separator always ends a sentence) through a window that ends where the
+// boundaries before it are final; when the sentence runs on past the window and the cut
+// could still change, the window grows.
 QString sentenceAround(QStringView text, Range word, qsizetype lineStart)
 {
     const QStringView wordText = text.sliced(word.start, word.end - word.start);
     const std::unique_ptr<icu::BreakIterator> sentences = UnicodeText::sentenceIterator();
     if (!sentences)
         return TextSpanFinder::trim(wordText.toString(), wordText.toString());
+    const qsizetype windowStart = TextWindow::sentenceStart(text, word.start, lineStart);
     for (qsizetype lookAhead = sentenceLookAhead;; lookAhead *= 4) {
         const qsizetype windowEnd = TextWindow::sentenceCut(text, word.end + lookAhead).position;
         const icu::UnicodeString window =
-            UnicodeText::alias(text.sliced(lineStart, windowEnd - lineStart));
+            UnicodeText::alias(text.sliced(windowStart, windowEnd - windowStart));
         sentences->setText(window);
         Range sentence = word;
         int32_t previous = sentences->first();
         for (int32_t next = sentences->next(); next != icu::BreakIterator::DONE;
              previous = next, next = sentences->next()) {
-            const Range segment{lineStart + previous, lineStart + next};
+            const Range segment{windowStart + previous, windowStart + next};
             if (segment.start <= word.start && word.start < segment.end) {
                 sentence = segment;
                 break;

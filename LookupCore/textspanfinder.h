@@ -21,8 +21,10 @@ public:
     // The word at `index` (clamped into the text) and its sentence trimmed around it. When
     // `index` is on no word (blanks, punctuation), the nearest word on the same line, the
     // earlier one on a tie. Nothing for an empty text or a line without words.
-    // Cost: the text of the index's line before the index, plus the segments up to the next
-    // word and the rest of the sentence as far as the cut needs; never the whole text after.
+    // Cost: in ordinary text a few hundred units around the index, however long the text.
+    // The windows reach farther only as far as the answer needs: over long runs without a
+    // clean word or sentence boundary, to the nearest word across long blanks, to the end of a
+    // sentence that stays short once flattened. They never reach back past the line's start.
     static std::optional<TextSpan> span(const QString& text, qsizetype index);
 
     // normalizeWord(word) with `sentence` trimmed around it (the word itself when there is no

@@ -5,6 +5,8 @@
 #include <unicode/uchar.h>
 #include <unicode/uscript.h>
 
+#include <cstring>
+
 namespace TextWindow {
 
 namespace {
@@ -30,7 +32,20 @@ bool isLoosePunctuation(char32_t c)
 
 bool isWordCut(QStringView text, qsizetype p)
 {
-    if (text[p].isLowSurrogate() && text[p - 1].isHighSurrogate())
+    const char16_t beforeUnit = text[p - 1].unicode();
+    const char16_t afterUnit = text[p].unicode();
+    if (beforeUnit < 0x80 && afterUnit < 0x80) {
+        // No ASCII character is a combining mark or joiner. Of ASCII punctuation, these are
+        // of word-break class Other; ' " , . : ; _ are not.
+        if (beforeUnit == u' ')
+            return afterUnit != u' ';
+        if (beforeUnit == u'\r')
+            return afterUnit != u'\n';
+        return beforeUnit == u'\n' || beforeUnit == u'\t' || beforeUnit == u'\v' ||
+               beforeUnit == u'\f' ||
+               (beforeUnit != 0 && std::strchr("!#%&()*-/?@[\\]{}", beforeUnit));
+    }
+    if (QChar::isLowSurrogate(afterUnit) && QChar::isHighSurrogate(beforeUnit))
         return false;
     const char32_t before = UnicodeText::codePointBefore(text, p);
     const char32_t after = UnicodeText::codePointAt(text, p);
@@ -52,8 +67,20 @@ bool isWordCut(QStringView text, qsizetype p)
     }
 }
 
+bool isAsciiLetter(char16_t unit)
+{
+    return (unit >= u'a' && unit <= u'z') || (unit >= u'A' && unit <= u'Z');
+}
+
 bool isSentenceCut(QStringView text, qsizetype p)
 {
+    const char16_t beforeUnit = text[p - 1].unicode();
+    const char16_t afterUnit = text[p].unicode();
+    if (beforeUnit < 0x80 && afterUnit < 0x80) {
+        if (beforeUnit == u'\r')
+            return afterUnit != u'\n';
+        return beforeUnit == u'\n' || isAsciiLetter(beforeUnit);
+    }
     if (text[p].isLowSurrogate() && text[p - 1].isHighSurrogate())
         return false;
     const char32_t before = UnicodeText::codePointBefore(text, p);
@@ -93,7 +120,56 @@ Cut firstCut(QStringView text, qsizetype from, bool (*isCut)(QStringView, qsizet
     return {limit, false};
 }
 
+bool startsSentence(QStringView text, qsizetype p, qsizetype floor)
+{
+    if (text[p].unicode() < 0x80 && !(text[p] >= u'A' && text[p] <= u'Z'))
+        return false;
+    const int first = property(UnicodeText::codePointAt(text, p), UCHAR_SENTENCE_BREAK);
+    if (first != U_SB_UPPER && first != U_SB_OLETTER)
+        return false;
+    constexpr int maxSteps = 64;
+    auto classBefore = [&](qsizetype q) {
+        return property(UnicodeText::codePointBefore(text, q), UCHAR_SENTENCE_BREAK);
+    };
+    auto skip = [&](qsizetype& q, int breakClass) {
+        int steps = 0;
+        while (q > floor && steps < maxSteps && classBefore(q) == breakClass) {
+            q -= QChar::requiresSurrogates(UnicodeText::codePointBefore(text, q)) ? 2 : 1;
+            ++steps;
+        }
+        return steps;
+    };
+    qsizetype q = p;
+    const int blanks = skip(q, U_SB_SP);
+    if (blanks == 0 || blanks == maxSteps)
+        return false;
+    if (skip(q, U_SB_CLOSE) == maxSteps || q <= floor)
+        return false;
+    const int terminator = classBefore(q);
+    return terminator == U_SB_ATERM || terminator == U_SB_STERM;
+}
+
+template <typename IsStart> qsizetype lastStart(qsizetype from, qsizetype floor, IsStart isStart)
+{
+    const qsizetype limit = std::max(floor + 1, from - searchLimit);
+    for (qsizetype p = from; p >= limit; --p) {
+        if (isStart(p))
+            return p;
+    }
+    return floor;
+}
+
 } // namespace
+
+qsizetype wordStart(QStringView text, qsizetype from, qsizetype floor)
+{
+    return lastStart(from, floor, [&](qsizetype p) { return isWordCut(text, p); });
+}
+
+qsizetype sentenceStart(QStringView text, qsizetype from, qsizetype floor)
+{
+    return lastStart(from, floor, [&](qsizetype p) { return startsSentence(text, p, floor); });
+}
 
 Cut wordCut(QStringView text, qsizetype from)
 {
