@@ -31,11 +31,11 @@ qsizetype width(char32_t c)
 // it can pull it into the previous cluster, and never when c is a control.
 bool startsCluster(QStringView text, qsizetype i, char32_t c)
 {
-    if (i == 0 || c < 0x80)
-        return i == 0 || c == u'\n' || c == u'\r' || c == u'\t' || c == u'\v' || c == u'\f' ||
-               clusterBreak(UnicodeText::codePointBefore(text, i)) != U_GCB_PREPEND;
-    return isControl(clusterBreak(c)) ||
-           clusterBreak(UnicodeText::codePointBefore(text, i)) != U_GCB_PREPEND;
+    if (i == 0 || text[i - 1].unicode() < 0x80)
+        return true;
+    if (c < 0x80 ? c != u' ' : isControl(clusterBreak(c)))
+        return true;
+    return clusterBreak(UnicodeText::codePointBefore(text, i)) != U_GCB_PREPEND;
 }
 
 // End of the white-space cluster that starts with c at i: a non-control one goes on over
@@ -43,9 +43,9 @@ bool startsCluster(QStringView text, qsizetype i, char32_t c)
 qsizetype clusterEnd(QStringView text, qsizetype i, char32_t c)
 {
     qsizetype end = i + width(c);
-    if (isControl(clusterBreak(c)))
+    if (c < 0x80 ? c != u' ' : isControl(clusterBreak(c)))
         return end;
-    while (end < text.size()) {
+    while (end < text.size() && text[end].unicode() >= 0x80) {
         const char32_t next = UnicodeText::codePointAt(text, end);
         const int breakClass = clusterBreak(next);
         if (breakClass != U_GCB_EXTEND && breakClass != U_GCB_ZWJ &&

@@ -30,7 +30,27 @@ constexpr qsizetype sentenceLookAhead = 2048;
 // break always ends a word) and ends at one after it. The window grows when a word runs into
 // a forced end of it, or when a word beyond either end could still be nearer than the
 // nearest one inside.
-std::optional<Range> locateWord(QStringView text, qsizetype i, qsizetype lineStart)
+// Where a window that should reach back to `from` starts: at a sure boundary that
+// `sureStart` finds near `from`, or at the line's start when that comes first or no sure
+// boundary is near (then the whole line before `from` is read). `i` is on the line.
+template <typename SureStart>
+qsizetype windowStartNear(QStringView text, qsizetype i, qsizetype from, SureStart sureStart,
+                          bool* atLineStart)
+{
+    const qsizetype floor = std::max<qsizetype>(from - TextWindow::searchLimit, 0);
+    const qsizetype nearLineStart = UnicodeText::lineStart(text, i, floor);
+    *atLineStart = true;
+    if (nearLineStart >= from)
+        return nearLineStart;
+    if (const std::optional<qsizetype> start =
+            sureStart(text, from, std::max(nearLineStart, floor))) {
+        *atLineStart = false;
+        return *start;
+    }
+    return nearLineStart >= 0 ? nearLineStart : UnicodeText::lineStart(text, i);
+}
+
+std::optional<Range> locateWord(QStringView text, qsizetype i)
 {
     const std::unique_ptr<icu::BreakIterator> words = UnicodeText::wordIterator();
     if (!words)
@@ -38,9 +58,9 @@ std::optional<Range> locateWord(QStringView text, qsizetype i, qsizetype lineSta
     qsizetype lookBehind = wordLookBehind;
     qsizetype lookAhead = wordLookAhead;
     for (;;) {
-        const qsizetype windowStart = i - lookBehind <= lineStart
-                                          ? lineStart
-                                          : TextWindow::wordStart(text, i - lookBehind, lineStart);
+        bool atLineStart = true;
+        const qsizetype windowStart =
+            windowStartNear(text, i, i - lookBehind, &TextWindow::wordStart, &atLineStart);
         const auto [windowEnd, sure] = TextWindow::wordCut(text, i + lookAhead);
         const icu::UnicodeString window =
             UnicodeText::alias(text.sliced(windowStart, windowEnd - windowStart));
@@ -81,7 +101,7 @@ std::optional<Range> locateWord(QStringView text, qsizetype i, qsizetype lineSta
         const qsizetype beforeDistance = before ? i - (before->end - 1) : -1;
         const qsizetype afterDistance = after ? after->start - i : -1;
         const bool widenBehind =
-            !before && windowStart > lineStart && (!after || afterDistance >= i - windowStart + 1);
+            !before && !atLineStart && (!after || afterDistance >= i - windowStart + 1);
         const bool widenAhead = !after && !lineEnded && windowEnd < text.size() &&
                                 (!before || beforeDistance > windowEnd - i);
         if (widenBehind || widenAhead) {
@@ -100,13 +120,15 @@ std::optional<Range> locateWord(QStringView text, qsizetype i, qsizetype lineSta
 // paragraph separator always ends a sentence) through a window that ends where the
 // boundaries before it are final; when the sentence runs on past the window and the cut
 // could still change, the window grows.
-QString sentenceAround(QStringView text, Range word, qsizetype lineStart)
+QString sentenceAround(QStringView text, Range word)
 {
     const QStringView wordText = text.sliced(word.start, word.end - word.start);
     const std::unique_ptr<icu::BreakIterator> sentences = UnicodeText::sentenceIterator();
     if (!sentences)
         return TextSpanFinder::trim(wordText.toString(), wordText.toString());
-    const qsizetype windowStart = TextWindow::sentenceStart(text, word.start, lineStart);
+    bool atLineStart = true;
+    const qsizetype windowStart =
+        windowStartNear(text, word.start, word.start, &TextWindow::sentenceStart, &atLineStart);
     for (qsizetype lookAhead = sentenceLookAhead;; lookAhead *= 4) {
         const qsizetype windowEnd = TextWindow::sentenceCut(text, word.end + lookAhead).position;
         const icu::UnicodeString window =
@@ -148,12 +170,10 @@ std::optional<TextSpan> TextSpanFinder::span(const QString& text, qsizetype inde
         return std::nullopt;
     const qsizetype i = std::clamp<qsizetype>(index, 0, size - 1);
     const QStringView view(text);
-    const qsizetype lineStart = UnicodeText::lineStart(view, i);
-    const std::optional<Range> word = locateWord(view, i, lineStart);
+    const std::optional<Range> word = locateWord(view, i);
     if (!word)
         return std::nullopt;
-    return TextSpan{text.mid(word->start, word->end - word->start),
-                    sentenceAround(view, *word, lineStart)};
+    return TextSpan{text.mid(word->start, word->end - word->start), sentenceAround(view, *word)};
 }
 
 std::optional<TextSpan> TextSpanFinder::span(const QString& word,

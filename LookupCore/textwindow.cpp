@@ -149,24 +149,25 @@ bool startsSentence(QStringView text, qsizetype p, qsizetype floor)
     return terminator == U_SB_ATERM || terminator == U_SB_STERM;
 }
 
-template <typename IsStart> qsizetype lastStart(qsizetype from, qsizetype floor, IsStart isStart)
+template <typename IsStart>
+std::optional<qsizetype> lastStart(qsizetype from, qsizetype floor, IsStart isStart)
 {
-    const qsizetype limit = std::max(floor + 1, from - searchLimit);
+    const qsizetype limit = std::max({floor + 1, from - searchLimit, qsizetype(1)});
     for (qsizetype p = from; p >= limit; --p) {
         if (isStart(p))
             return p;
     }
-    return floor;
+    return std::nullopt;
 }
 
 } // namespace
 
-qsizetype wordStart(QStringView text, qsizetype from, qsizetype floor)
+std::optional<qsizetype> wordStart(QStringView text, qsizetype from, qsizetype floor)
 {
     return lastStart(from, floor, [&](qsizetype p) { return isWordCut(text, p); });
 }
 
-qsizetype sentenceStart(QStringView text, qsizetype from, qsizetype floor)
+std::optional<qsizetype> sentenceStart(QStringView text, qsizetype from, qsizetype floor)
 {
     return lastStart(from, floor, [&](qsizetype p) { return startsSentence(text, p, floor); });
 }

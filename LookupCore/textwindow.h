@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QStringView>
+#include <optional>
 
 // Where a text may be cut so that ICU's word or sentence iterator, run over the part before
 // the cut, finds the same boundaries there as over the whole text. This keeps the work for a
@@ -28,14 +29,13 @@ Cut wordCut(QStringView text, qsizetype from);
 // sentence it ends goes on. The text's size when the text ends first.
 Cut sentenceCut(QStringView text, qsizetype from);
 
-// The last sure word boundary in (floor, from], looked for at most searchLimit units back;
-// `floor` (which must itself be a sure boundary, such as a line's start) when there is none.
-qsizetype wordStart(QStringView text, qsizetype from, qsizetype floor);
+// The last sure word boundary in (floor, from] (as wordCut() finds them), looked for at most
+// searchLimit units back; nothing when there is none.
+std::optional<qsizetype> wordStart(QStringView text, qsizetype from, qsizetype floor);
 
 // The last position in (floor, from] where a sentence surely starts: an upper-case or
 // caseless letter after a sentence terminator, closing punctuation and at least one blank
-// ("… end.) Next"). Looked for at most searchLimit units back; `floor` (which must itself be
-// a sentence boundary, such as a line's start) when there is none.
-qsizetype sentenceStart(QStringView text, qsizetype from, qsizetype floor);
+// ("… end.) Next"). Looked for at most searchLimit units back; nothing when there is none.
+std::optional<qsizetype> sentenceStart(QStringView text, qsizetype from, qsizetype floor);
 
 } // namespace TextWindow

@@ -57,6 +57,8 @@ bool isWhiteSpace(char32_t c)
 {
     if (c < 0x80)
         return c == u' ' || (c >= u'\t' && c <= u'\r');
+    if (c < 0x1680) // the first White_Space character past Latin-1
+        return c == 0x85 || c == 0xA0;
     return u_isUWhiteSpace(static_cast<UChar32>(c));
 }
 
@@ -76,14 +78,15 @@ char32_t codePointBefore(QStringView text, qsizetype i)
     return unit;
 }
 
-qsizetype lineStart(QStringView text, qsizetype i)
+qsizetype lineStart(QStringView text, qsizetype i, qsizetype limit)
 {
+    limit = std::max<qsizetype>(limit, 0);
     qsizetype j = i;
     if (text[i] == u'\n' && i > 0 && text[i - 1] == u'\r')
         j = i - 1;
-    while (j > 0 && !isLineTerminator(text[j - 1].unicode()))
+    while (j > limit && !isLineTerminator(text[j - 1].unicode()))
         --j;
-    return j;
+    return j > 0 && !isLineTerminator(text[j - 1].unicode()) ? -1 : j;
 }
 
 } // namespace UnicodeText

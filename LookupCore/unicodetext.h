@@ -28,7 +28,8 @@ char32_t codePointAt(QStringView text, qsizetype i);
 char32_t codePointBefore(QStringView text, qsizetype i);
 
 // Start of the line that holds the unit at i: just after the last line terminator before it.
-// A CR LF pair is one terminator, so an index on its LF belongs to the CR's line.
-qsizetype lineStart(QStringView text, qsizetype i);
+// A CR LF pair is one terminator, so an index on its LF belongs to the CR's line. Scans back
+// no farther than `limit`: -1 when the line starts before it.
+qsizetype lineStart(QStringView text, qsizetype i, qsizetype limit = 0);
 
 } // namespace UnicodeText
