@@ -9,6 +9,12 @@
 
 using namespace Qt::Literals::StringLiterals;
 
+// Failures show texts as text, not as lists of code units.
+void PrintTo(const QString& text, std::ostream* out)
+{
+    *out << '"' << text.toStdString() << '"';
+}
+
 void PrintTo(const TextSpan& span, std::ostream* out)
 {
     *out << "{word: \"" << span.word.toStdString() << "\", sentence: \""
