@@ -25,31 +25,32 @@ constexpr qsizetype wordLookBehind = 256;
 constexpr qsizetype wordLookAhead = 64 + 256;
 constexpr qsizetype sentenceLookAhead = 2048;
 
+struct WindowStart {
+    qsizetype position;
+    bool atLineStart;
+};
+
+// Where a window that should reach back to `from` starts: at a sure boundary that
+// `sureStart` finds near `from`, or at the line's start when that comes first or no sure
+// boundary is near (then the whole line before `from` is read). `i` is on the line.
+template <typename SureStart>
+WindowStart windowStartNear(QStringView text, qsizetype i, qsizetype from, SureStart sureStart)
+{
+    const qsizetype floor = std::max<qsizetype>(from - TextWindow::searchLimit, 0);
+    const qsizetype nearLineStart = UnicodeText::lineStart(text, i, floor);
+    if (nearLineStart >= from)
+        return {nearLineStart, true};
+    if (const std::optional<qsizetype> start =
+            sureStart(text, from, std::max(nearLineStart, floor)))
+        return {*start, false};
+    return {nearLineStart >= 0 ? nearLineStart : UnicodeText::lineStart(text, i), true};
+}
+
 // The word that holds i, else the nearest word on i's line. Words are enumerated through a
 // window that starts at a sure word boundary before i (at the latest, the line's start: a line
 // break always ends a word) and ends at one after it. The window grows when a word runs into
 // a forced end of it, or when a word beyond either end could still be nearer than the
 // nearest one inside.
-// Where a window that should reach back to `from` starts: at a sure boundary that
-// `sureStart` finds near `from`, or at the line's start when that comes first or no sure
-// boundary is near (then the whole line before `from` is read). `i` is on the line.
-template <typename SureStart>
-qsizetype windowStartNear(QStringView text, qsizetype i, qsizetype from, SureStart sureStart,
-                          bool* atLineStart)
-{
-    const qsizetype floor = std::max<qsizetype>(from - TextWindow::searchLimit, 0);
-    const qsizetype nearLineStart = UnicodeText::lineStart(text, i, floor);
-    *atLineStart = true;
-    if (nearLineStart >= from)
-        return nearLineStart;
-    if (const std::optional<qsizetype> start =
-            sureStart(text, from, std::max(nearLineStart, floor))) {
-        *atLineStart = false;
-        return *start;
-    }
-    return nearLineStart >= 0 ? nearLineStart : UnicodeText::lineStart(text, i);
-}
-
 std::optional<Range> locateWord(QStringView text, qsizetype i)
 {
     const std::unique_ptr<icu::BreakIterator> words = UnicodeText::wordIterator();
@@ -58,9 +59,8 @@ std::optional<Range> locateWord(QStringView text, qsizetype i)
     qsizetype lookBehind = wordLookBehind;
     qsizetype lookAhead = wordLookAhead;
     for (;;) {
-        bool atLineStart = true;
-        const qsizetype windowStart =
-            windowStartNear(text, i, i - lookBehind, &TextWindow::wordStart, &atLineStart);
+        const auto [windowStart, atLineStart] =
+            windowStartNear(text, i, i - lookBehind, &TextWindow::wordStart);
         const auto [windowEnd, sure] = TextWindow::wordCut(text, i + lookAhead);
         const icu::UnicodeString window =
             UnicodeText::alias(text.sliced(windowStart, windowEnd - windowStart));
@@ -126,9 +126,8 @@ QString sentenceAround(QStringView text, Range word)
     const std::unique_ptr<icu::BreakIterator> sentences = UnicodeText::sentenceIterator();
     if (!sentences)
         return TextSpanFinder::trim(wordText.toString(), wordText.toString());
-    bool atLineStart = true;
     const qsizetype windowStart =
-        windowStartNear(text, word.start, word.start, &TextWindow::sentenceStart, &atLineStart);
+        windowStartNear(text, word.start, word.start, &TextWindow::sentenceStart).position;
     for (qsizetype lookAhead = sentenceLookAhead;; lookAhead *= 4) {
         const qsizetype windowEnd = TextWindow::sentenceCut(text, word.end + lookAhead).position;
         const icu::UnicodeString window =
