@@ -127,8 +127,9 @@ std::optional<QString> aroundWord(QStringView sentence, QStringView word, bool c
 
 QString aroundTerm(QStringView text, QStringView term, qsizetype radius)
 {
-    radius = std::max<qsizetype>(radius, 0);
     const QString flat = flatten(text);
+    // Past the text's length every radius gives the same excerpt.
+    radius = std::clamp<qsizetype>(radius, 0, flat.size());
     Graphemes graphemes(flat);
     if (const auto match = TextSearch::loose(flat, term))
         return cut(flat, graphemes.backward(match->start, radius),

@@ -481,6 +481,9 @@ TEST(SnippetTest, WithoutAMatchGivesTheStart)
     EXPECT_EQ(TextSpanFinder::snippet(text.left(20), u"none"_s, 10), text.left(20));
     EXPECT_EQ(TextSpanFinder::snippet(text, QString(), 2), u"abcd…"_s);
     EXPECT_EQ(TextSpanFinder::snippet(text, u"none"_s, 0), ellipsis);
+    EXPECT_EQ(TextSpanFinder::snippet(text, u"none"_s, std::numeric_limits<qsizetype>::max()),
+              text);
+    EXPECT_EQ(TextSpanFinder::snippet(text, u"mno"_s, std::numeric_limits<qsizetype>::max()), text);
     EXPECT_EQ(TextSpanFinder::snippet(QString(), u"none"_s, 3), QString());
     EXPECT_EQ(TextSpanFinder::snippet(u"  \n "_s, u"none"_s, 3), QString());
     const QString lone = QString(QChar(0xD800));
