@@ -30,20 +30,20 @@ struct WindowStart {
     bool atLineStart;
 };
 
-// Where a window that should reach back to `from` starts: at a sure boundary that
-// `sureStart` finds near `from`, or at the line's start when that comes first or no sure
-// boundary is near (then the whole line before `from` is read). `i` is on the line.
+// Where a window that should reach back to `from` (<= i) starts: at the line's start when it
+// comes first, else at a sure boundary that `sureStart` finds near `from`, else (nothing near)
+// at the line's start however far back. Scans back only as far as the start it returns.
 template <typename SureStart>
 WindowStart windowStartNear(QStringView text, qsizetype i, qsizetype from, SureStart sureStart)
 {
+    if (const qsizetype lineStart = UnicodeText::lineStart(text, i, from); lineStart >= 0)
+        return {lineStart, true};
     const qsizetype floor = std::max<qsizetype>(from - TextWindow::searchLimit, 0);
-    const qsizetype nearLineStart = UnicodeText::lineStart(text, i, floor);
-    if (nearLineStart >= from)
-        return {nearLineStart, true};
-    if (const std::optional<qsizetype> start =
-            sureStart(text, from, std::max(nearLineStart, floor)))
-        return {*start, false};
-    return {nearLineStart >= 0 ? nearLineStart : UnicodeText::lineStart(text, i), true};
+    if (const std::optional<qsizetype> start = sureStart(text, from, floor)) {
+        const qsizetype lineStart = UnicodeText::lineStart(text, from, *start);
+        return lineStart >= 0 ? WindowStart{lineStart, true} : WindowStart{*start, false};
+    }
+    return {UnicodeText::lineStart(text, i), true};
 }
 
 // The word that holds i, else the nearest word on i's line. Words are enumerated through a
