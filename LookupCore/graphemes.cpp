@@ -3,10 +3,10 @@
 #include "unicodetext.h"
 
 Graphemes::Graphemes(QStringView text)
-    : m_text(text), m_alias(UnicodeText::alias(text)), m_iterator(UnicodeText::characterIterator())
+    : m_text(text), m_alias(text), m_iterator(UnicodeText::characterIterator())
 {
-    if (m_iterator)
-        m_iterator->setText(m_alias);
+    if (m_iterator && !m_alias.attach(*m_iterator))
+        m_iterator.reset();
 }
 
 qsizetype Graphemes::forward(qsizetype offset, qsizetype count)

@@ -1,9 +1,10 @@
 #pragma once
 
+#include "textalias.h"
+
 #include <QStringView>
 #include <memory>
 #include <unicode/brkiter.h>
-#include <unicode/unistr.h>
 
 // Moves offsets in a text by user-perceived characters (extended grapheme clusters).
 // Iterates over the text's own buffer: the text must outlive this object. Only the clusters
@@ -20,6 +21,6 @@ public:
 
 private:
     QStringView m_text;
-    icu::UnicodeString m_alias;
+    TextAlias m_alias;
     std::unique_ptr<icu::BreakIterator> m_iterator; // null: code points stand in for clusters
 };

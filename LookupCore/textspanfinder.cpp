@@ -1,6 +1,7 @@
 #include "textspanfinder.h"
 
 #include "excerpt.h"
+#include "textalias.h"
 #include "textwindow.h"
 #include "unicodetext.h"
 
@@ -62,9 +63,9 @@ std::optional<Range> locateWord(QStringView text, qsizetype i)
         const auto [windowStart, atLineStart] =
             windowStartNear(text, i, i - lookBehind, &TextWindow::wordStart);
         const auto [windowEnd, sure] = TextWindow::wordCut(text, i + lookAhead);
-        const icu::UnicodeString window =
-            UnicodeText::alias(text.sliced(windowStart, windowEnd - windowStart));
-        words->setText(window);
+        TextAlias window(text.sliced(windowStart, windowEnd - windowStart));
+        if (!window.attach(*words))
+            return std::nullopt;
         std::optional<Range> before;
         std::optional<Range> after;
         bool lineEnded = false;
@@ -130,9 +131,9 @@ QString sentenceAround(QStringView text, Range word)
         windowStartNear(text, word.start, word.start, &TextWindow::sentenceStart).position;
     for (qsizetype lookAhead = sentenceLookAhead;; lookAhead *= 4) {
         const qsizetype windowEnd = TextWindow::sentenceCut(text, word.end + lookAhead).position;
-        const icu::UnicodeString window =
-            UnicodeText::alias(text.sliced(windowStart, windowEnd - windowStart));
-        sentences->setText(window);
+        TextAlias window(text.sliced(windowStart, windowEnd - windowStart));
+        if (!window.attach(*sentences))
+            return TextSpanFinder::trim(wordText.toString(), wordText.toString());
         Range sentence = word;
         int32_t previous = sentences->first();
         for (int32_t next = sentences->next(); next != icu::BreakIterator::DONE;

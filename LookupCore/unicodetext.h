@@ -9,7 +9,8 @@
 // A lone surrogate counts as a code point of its own, as it does in ICU.
 namespace UnicodeText {
 
-// A read-only ICU string over the view's buffer (no copy): the buffer must outlive it.
+// A read-only ICU string over the view's buffer (no copy): the buffer must outlive it. For
+// break iterators use TextAlias: they copy a UnicodeString they are given.
 icu::UnicodeString alias(QStringView text);
 
 // New iterators (root locale) for the calling thread: cheap clones of per-thread prototypes.

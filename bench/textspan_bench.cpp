@@ -5,7 +5,10 @@
 #include <QString>
 #include <benchmark/benchmark.h>
 #include <map>
+#include <memory>
 #include <random>
+#include <unicode/brkiter.h>
+#include <unicode/utext.h>
 
 namespace {
 
@@ -71,6 +74,28 @@ void spanAt(benchmark::State& state, qsizetype size, Layout layout, double where
         benchmark::DoNotOptimize(TextSpanFinder::span(text, index));
 }
 
+// For comparison: the straightforward way, enumerating words from the text's start up to the
+// index with one ICU word iterator over the whole text (no sentence, no trimming).
+void enumerateToIndex(benchmark::State& state, qsizetype size, Layout layout, double where)
+{
+    const QString& text = corpus(size, layout);
+    const qsizetype index = std::clamp<qsizetype>(qsizetype(where * double(size)), 10, size - 10);
+    UErrorCode status = U_ZERO_ERROR;
+    const std::unique_ptr<icu::BreakIterator> words(
+        icu::BreakIterator::createWordInstance(icu::Locale::getRoot(), status));
+    // Over a UText: setText(const UnicodeString&) would copy the whole text every time.
+    UText whole = UTEXT_INITIALIZER;
+    utext_openUChars(&whole, reinterpret_cast<const UChar*>(text.utf16()), text.size(), &status);
+    for (auto _ : state) {
+        words->setText(&whole, status);
+        int32_t boundary = words->first();
+        while (boundary != icu::BreakIterator::DONE && boundary <= index + 64)
+            boundary = words->next();
+        benchmark::DoNotOptimize(boundary);
+    }
+    utext_close(&whole);
+}
+
 // A text of one million units with "Zürich" only at 90% of the way; searched as "zurich".
 const QString& snippetCorpus()
 {
@@ -109,6 +134,15 @@ int main(int argc, char** argv)
                 benchmark::RegisterBenchmark(name.c_str(), spanAt, size, layout, where)
                     ->Unit(benchmark::kMicrosecond);
             }
+        }
+    }
+    for (const auto& [sizeName, size] : sizes) {
+        for (const auto& [placeName, where] : places) {
+            const std::string name =
+                std::string("baseline_enumerate_from_start/") + sizeName + "/" + placeName;
+            benchmark::RegisterBenchmark(name.c_str(), enumerateToIndex, size, Layout::Paragraphs,
+                                         where)
+                ->Unit(benchmark::kMicrosecond);
         }
     }
     benchmark::RegisterBenchmark("snippet/1M/term_at_start", snippetOf, QStringLiteral("THE"))
