@@ -72,16 +72,19 @@ QString cut(QStringView text, qsizetype start, qsizetype end)
 
 QString flatten(QStringView text)
 {
-    QString result;
-    result.reserve(text.size());
+    // Written straight into a buffer of the text's size: the result is never longer.
+    QString result(text.size(), Qt::Uninitialized);
+    QChar* const begin = result.data();
+    QChar* out = begin;
     qsizetype pieceStart = 0;
     qsizetype i = 0;
     const auto endPiece = [&](qsizetype pieceEnd) {
         if (pieceEnd == pieceStart)
             return;
-        if (!result.isEmpty())
-            result.append(u' ');
-        result.append(text.sliced(pieceStart, pieceEnd - pieceStart));
+        if (out != begin)
+            *out++ = u' ';
+        std::copy(text.data() + pieceStart, text.data() + pieceEnd, out);
+        out += pieceEnd - pieceStart;
     };
     while (i < text.size()) {
         const char16_t unit = text[i].unicode();
@@ -99,6 +102,7 @@ QString flatten(QStringView text)
         pieceStart = i;
     }
     endPiece(i);
+    result.truncate(out - begin);
     return result;
 }
 
