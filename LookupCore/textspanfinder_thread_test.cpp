@@ -7,7 +7,7 @@
 using namespace Qt::Literals::StringLiterals;
 
 // Failures show texts as text, not as lists of code units.
-void PrintTo(const QString& text, std::ostream* out)
+static void PrintTo(const QString& text, std::ostream* out)
 {
     *out << '"' << text.toStdString() << '"';
 }
