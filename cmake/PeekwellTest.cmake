@@ -18,5 +18,6 @@ function(peekwell_test name)
   endif()
   # The test's main() selects Qt's offscreen platform unless QT_QPA_PLATFORM is set.
   target_compile_definitions(${name} PRIVATE PEEKWELL_EXECUTABLE="$<TARGET_FILE:peekwell>")
+  add_dependencies(${name} peekwell)
   gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES LABELS ${label} TIMEOUT 120)
 endfunction()

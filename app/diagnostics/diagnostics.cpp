@@ -1,8 +1,11 @@
 #include "diagnostics.h"
 
 #include "arguments.h"
+#include "indexoperations.h"
+#include "keyoperation.h"
 #include "lookupoperations.h"
 #include "preferences.h"
+#include "settingsoperations.h"
 #include "xdgpaths.h"
 
 #include <QCoreApplication>
@@ -19,7 +22,56 @@ const QList<Operation>& operations()
 {
     // The order is the order in which runCommandLine tries them: settings first, so that they
     // combine with the operation named in the same command.
+    using Setter = Outcome (*)(const Arguments&, Preferences&);
+    const auto standard = [](Setter setter) {
+        return [setter](const Arguments& arguments) {
+            return setter(arguments, Preferences::standard());
+        };
+    };
     static const QList<Operation> table = {
+        {QStringLiteral("--sw-url"),
+         {QStringLiteral("address")},
+         false,
+         Kind::Setting,
+         QStringLiteral("set the address of the Shelfwise library"),
+         standard(&SettingsOperations::setShelfwiseUrl)},
+        {QStringLiteral("--set-key"),
+         {QStringLiteral("account")},
+         false,
+         Kind::Headless,
+         QStringLiteral(
+             "store the key in $LOOKUP_KEY for ACCOUNT in the keyring (unset: delete it)"),
+         KeyOperation::run},
+        {QStringLiteral("--recall-model"),
+         {QStringLiteral("model")},
+         false,
+         Kind::Setting,
+         QStringLiteral("set Recall's model: onDevice, privateCloud, openAI, claude or custom"),
+         standard(&SettingsOperations::setRecallModel)},
+        {QStringLiteral("--model-name"),
+         {QStringLiteral("name")},
+         false,
+         Kind::Setting,
+         QStringLiteral("set the model name of Recall's current model"),
+         standard(&SettingsOperations::setModelName)},
+        {QStringLiteral("--custom-base-url"),
+         {QStringLiteral("address")},
+         false,
+         Kind::Setting,
+         QStringLiteral("set the base URL of the custom OpenAI-compatible server"),
+         standard(&SettingsOperations::setCustomBaseUrl)},
+        {QStringLiteral("--index"),
+         {},
+         false,
+         Kind::Headless,
+         QStringLiteral("bring the conversation index up to date, with progress (index.json)"),
+         &IndexOperations::index},
+        {QStringLiteral("--search"),
+         {QStringLiteral("text")},
+         false,
+         Kind::Headless,
+         QStringLiteral("search the conversation index, at most 8 hits (search.json)"),
+         &IndexOperations::search},
         {QStringLiteral("--lookup"),
          {QStringLiteral("term")},
          false,

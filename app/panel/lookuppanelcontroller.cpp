@@ -1,6 +1,6 @@
 #include "lookuppanelcontroller.h"
 
-#include "copylinktext.h"
+#include "copylink.h"
 #include "globalinputmonitor.h"
 #include "lookuppanel.h"
 
@@ -72,7 +72,7 @@ void LookupPanelController::close()
 
 void LookupPanelController::open(const QUrl& url)
 {
-    if (const std::optional<QString> command = copyLinkText(url)) {
+    if (const std::optional<QString> command = CopyLink::text(url)) {
         QClipboard* clipboard = QGuiApplication::clipboard();
         clipboard->clear();
         clipboard->setText(*command);

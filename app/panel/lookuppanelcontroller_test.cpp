@@ -1,4 +1,4 @@
-#include "copylinktext.h"
+#include "copylink.h"
 #include "itemrow.h"
 #include "lookuppanel.h"
 #include "lookuppanelcontroller.h"
@@ -93,17 +93,6 @@ TEST(PanelPlacementTest, NarrowScreenLetsTheRightAndTopEdgesWin)
     EXPECT_EQ(placed(100, 100, {}), at(-8, 8));
 }
 
-TEST(CopyLinkTextTest, OnlyCopyLinksCarryACommand)
-{
-    QUrl link;
-    link.setScheme(QStringLiteral("peekwell-copy"));
-    link.setPath(QStringLiteral("cd '/tmp/it'\\''s 50%' && claude --resume 1f"));
-    EXPECT_EQ(copyLinkText(QUrl(link.toString())),
-              QStringLiteral("cd '/tmp/it'\\''s 50%' && claude --resume 1f"));
-    EXPECT_EQ(copyLinkText(QUrl(QStringLiteral("https://example.org/peekwell-copy"))),
-              std::nullopt);
-}
-
 // Records the URLs the desktop would open.
 class UrlRecorder : public QObject {
     Q_OBJECT
@@ -181,9 +170,7 @@ TEST_F(PanelControllerTest, EscapeClosesThePanelAndOtherKeysDoNot)
 
 TEST_F(PanelControllerTest, OpeningACopyLinkCopiesItsCommandAndCloses)
 {
-    QUrl link;
-    link.setScheme(QStringLiteral("peekwell-copy"));
-    link.setPath(QStringLiteral("cd '/p' && claude --resume 9"));
+    const QUrl link = *CopyLink::url(QStringLiteral("cd '/p' && claude --resume 9"));
     auto source = scripted(QStringLiteral("chats"), 60,
                            {S::yield({LookupItem{QStringLiteral("x"), QStringLiteral("Chat"),
                                                  std::nullopt, QStringLiteral("a word"), link}})});

@@ -3,6 +3,7 @@
 // script: "tabs" (the default: four tabs in every final state) or "copy" (one tab whose
 // rows carry copy links) or "slow" (the four tabs, but Answer and Recall keep working).
 // PEEKWELL_GRAB=PATH saves a picture of the panel on screen.
+#include "copylink.h"
 #include "diagnostics.h"
 #include "lookupoperations.h"
 #include "pref.h"
@@ -36,10 +37,7 @@ LookupItem item(const QString& id, const QString& title, const QString& detail, 
 
 QUrl copyLink(const QString& command)
 {
-    QUrl url;
-    url.setScheme(QStringLiteral("peekwell-copy"));
-    url.setPath(command);
-    return url;
+    return CopyLink::url(command).value_or(QUrl());
 }
 
 BackendList scripted(const QString& term)

@@ -1,0 +1,372 @@
+#include "chatindex.h"
+#include "temphome.h"
+
+#include <QDir>
+#include <QDirIterator>
+#include <QFile>
+#include <gtest/gtest.h>
+#include <sqlite3.h>
+#include <string>
+#include <sys/fsuid.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+std::string claudeLine(const std::string& role, const std::string& text,
+                       const std::string& session = "sess-1")
+{
+    return R"({"type":")" + role + R"(","sessionId":")" + session +
+           R"(","cwd":"/work/app","timestamp":"2026-03-01T12:00:00Z","message":{"role":")" + role +
+           R"(","content":")" + text + "\"}}\n";
+}
+
+QByteArray bytes(const std::string& text)
+{
+    return QByteArray::fromStdString(text);
+}
+
+void append(const QString& path, const QByteArray& data)
+{
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::Append));
+    file.write(data);
+}
+
+struct FileRow {
+    std::int64_t offset = -1;
+    QString session;
+    std::optional<QString> title;
+};
+
+class ChatIndexTest : public ::testing::Test {
+protected:
+    TempHome home;
+    std::unique_ptr<ChatIndex> index = std::make_unique<ChatIndex>();
+
+    QString claude(const QString& name, const QByteArray& contents)
+    {
+        return home.write(QStringLiteral(".claude/projects/-work-app/") + name, contents);
+    }
+    int hitCount(const QString& text) { return static_cast<int>(index->search(text, 100).size()); }
+};
+
+TEST_F(ChatIndexTest, DatabaseLivesInTheDataFolder)
+{
+    EXPECT_EQ(index->url(), home.path() + QStringLiteral("/.local/share/peekwell/chats.sqlite"));
+    EXPECT_TRUE(QFile::exists(index->url()));
+    EXPECT_EQ(index->sessionCount(), 0);
+    const ChatIndex::Stats stats = index->update(); // no agents' folders at all
+    EXPECT_EQ(stats.files, 0);
+    EXPECT_EQ(stats.changedFiles, 0);
+    EXPECT_GE(stats.seconds, 0);
+}
+
+TEST_F(ChatIndexTest, FindsTranscriptsByAgentAndDepth)
+{
+    claude(QStringLiteral("a.jsonl"), bytes(claudeLine("user", "alpha words")));
+    claude(QStringLiteral("a/subagents/agent-1.jsonl"), bytes(claudeLine("user", "alpha deep")));
+    home.write(QStringLiteral(".claude/projects/top.jsonl"),
+               bytes(claudeLine("user", "alpha top")));
+    claude(QStringLiteral("notes.txt"), bytes(claudeLine("user", "alpha text")));
+    home.write(
+        QStringLiteral(".codex/sessions/2026/03/01/rollout-1.jsonl"),
+        R"({"type":"response_item","payload":{"type":"message","role":"user","content":"alpha codex"}})"
+        "\n");
+    home.write(QStringLiteral(".pi/agent/sessions/x/p.jsonl"),
+               R"({"type":"message","message":{"role":"user","content":"alpha pi"}})"
+               "\n");
+    home.write(QStringLiteral(".zenith/agent/sessions/z.jsonl"),
+               R"({"type":"message","message":{"role":"user","content":"alpha zenith"}})"
+               "\n");
+    // A linked transcript is read through its link; a linked folder that points back up the
+    // tree is not followed.
+    const QString outside = home.write(QStringLiteral("elsewhere/linked.jsonl"),
+                                       bytes(claudeLine("user", "alpha linked")));
+    ASSERT_EQ(::symlink(QFile::encodeName(outside).constData(),
+                        QFile::encodeName(home.path() +
+                                          QStringLiteral("/.claude/projects/-work-app/l.jsonl"))
+                            .constData()),
+              0);
+    ASSERT_EQ(
+        ::symlink(
+            QFile::encodeName(home.path() + QStringLiteral("/.codex")).constData(),
+            QFile::encodeName(home.path() + QStringLiteral("/.codex/sessions/loop")).constData()),
+        0);
+
+    // A named pipe posing as a transcript is not a file to wait on.
+    ASSERT_EQ(
+        ::mkfifo(QFile::encodeName(home.path() + QStringLiteral("/.codex/sessions/pipe.jsonl"))
+                     .constData(),
+                 0600),
+        0);
+
+    const ChatIndex::Stats stats = index->update();
+    EXPECT_EQ(stats.files, 6);
+    EXPECT_EQ(stats.changedFiles, 6);
+    EXPECT_EQ(stats.messages, 5);
+    EXPECT_EQ(index->sessionCount(), 6);
+    QStringList harnesses;
+    for (const ChatIndex::Hit& hit : index->search(QStringLiteral("alpha"), 10))
+        harnesses.append(hit.harness + QLatin1Char(':') + hit.snippet);
+    harnesses.sort();
+    EXPECT_EQ(harnesses, (QStringList{"Claude Code:alpha linked", "Claude Code:alpha words",
+                                      "Codex:alpha codex", "Pi:alpha pi", "Zenith:alpha zenith"}));
+}
+
+TEST_F(ChatIndexTest, PassesReadOnlyWhatIsNew)
+{
+    const std::string first =
+        claudeLine("user", "first question") + claudeLine("assistant", "first answer");
+    const QString path = claude(QStringLiteral("s.jsonl"), bytes(first));
+    ChatIndex::Stats stats = index->update();
+    EXPECT_EQ(stats.changedFiles, 1);
+    EXPECT_EQ(stats.messages, 2);
+    EXPECT_EQ(stats.bytesRead, static_cast<std::int64_t>(first.size()));
+
+    stats = index->update();
+    EXPECT_EQ(stats.files, 1);
+    EXPECT_EQ(stats.changedFiles, 0);
+    EXPECT_EQ(stats.bytesRead, 0);
+
+    // A line without its newline waits; once complete it is read, and only it.
+    const std::string next = claudeLine("user", "second question");
+    append(path, bytes(next.substr(0, next.size() - 1)));
+    stats = index->update();
+    EXPECT_EQ(stats.changedFiles, 1);
+    EXPECT_EQ(stats.messages, 0);
+    EXPECT_EQ(stats.bytesRead, 0);
+    EXPECT_EQ(hitCount(QStringLiteral("second")), 0);
+    append(path, "\n");
+    stats = index->update();
+    EXPECT_EQ(stats.messages, 1);
+    EXPECT_EQ(stats.bytesRead, static_cast<std::int64_t>(next.size()));
+    EXPECT_EQ(hitCount(QStringLiteral("second")), 1);
+    EXPECT_EQ(hitCount(QStringLiteral("question")), 1) << "one hit per transcript";
+
+    // Shrunk: everything is read again from the start.
+    home.write(QStringLiteral(".claude/projects/-work-app/s.jsonl"),
+               bytes(claudeLine("user", "replaced")));
+    stats = index->update();
+    EXPECT_EQ(stats.messages, 1);
+    EXPECT_EQ(hitCount(QStringLiteral("question")), 0);
+    EXPECT_EQ(hitCount(QStringLiteral("replaced")), 1);
+
+    // Rewritten at the same size: not noticed.
+    home.write(QStringLiteral(".claude/projects/-work-app/s.jsonl"),
+               bytes(claudeLine("user", "rePlaced")));
+    EXPECT_EQ(index->update().changedFiles, 0);
+    EXPECT_EQ(hitCount(QStringLiteral("replaced")), 1);
+}
+
+TEST_F(ChatIndexTest, VanishedAndUnreadableFiles)
+{
+    const QString gone =
+        claude(QStringLiteral("gone.jsonl"), bytes(claudeLine("user", "vanishing")));
+    const QString target =
+        home.write(QStringLiteral("target.jsonl"), bytes(claudeLine("user", "via link")));
+    const QString link = home.path() + QStringLiteral("/.claude/projects/-work-app/link.jsonl");
+    ASSERT_EQ(::symlink(QFile::encodeName(target).constData(), QFile::encodeName(link).constData()),
+              0);
+    index->update();
+    ASSERT_EQ(hitCount(QStringLiteral("vanishing")), 1);
+    ASSERT_EQ(hitCount(QStringLiteral("via link")), 1);
+
+    // A deleted transcript is no longer visited: its row and messages stay.
+    QFile::remove(gone);
+    ChatIndex::Stats stats = index->update();
+    EXPECT_EQ(stats.files, 1);
+    EXPECT_EQ(hitCount(QStringLiteral("vanishing")), 1);
+
+    // Seen but without readable attributes (here a dangling link, as when a file vanishes
+    // between listing and reading): size 0, so its messages go and its row is reset...
+    QFile::rename(target, target + QStringLiteral(".moved"));
+    stats = index->update();
+    EXPECT_EQ(stats.changedFiles, 1);
+    EXPECT_EQ(hitCount(QStringLiteral("via link")), 0);
+    EXPECT_EQ(index->sessionCount(), 2);
+    // ...and it is read again from the start once it is back.
+    QFile::rename(target + QStringLiteral(".moved"), target);
+    stats = index->update();
+    EXPECT_EQ(stats.messages, 1);
+    EXPECT_EQ(hitCount(QStringLiteral("via link")), 1);
+}
+
+// Runs `work` on this thread with the file-system rights of an ordinary user when the test
+// runs as root (who can read any file): everything under the home is opened up to that user
+// first, except what the test locks afterwards.
+class OrdinaryUser {
+public:
+    explicit OrdinaryUser(const QString& home) : m_root(::geteuid() == 0)
+    {
+        if (!m_root)
+            return;
+        ::chmod(QFile::encodeName(home).constData(), 0777);
+        QDirIterator it(home, QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot,
+                        QDirIterator::Subdirectories);
+        while (it.hasNext()) {
+            const QString path = it.next();
+            ::chmod(QFile::encodeName(path).constData(), it.fileInfo().isDir() ? 0777 : 0666);
+        }
+    }
+    template <typename Work> auto run(Work work)
+    {
+        if (m_root)
+            ::setfsuid(65534);
+        auto result = work();
+        if (m_root)
+            ::setfsuid(0);
+        return result;
+    }
+
+private:
+    bool m_root;
+};
+
+TEST_F(ChatIndexTest, AnUnreadableFileKeepsItsRowAndIsTriedAgain)
+{
+    const QString locked =
+        claude(QStringLiteral("locked.jsonl"), bytes(claudeLine("user", "kept")));
+    index->update();
+    append(locked, bytes(claudeLine("user", "later words")));
+    OrdinaryUser user(home.path());
+    ::chmod(QFile::encodeName(locked).constData(), 0);
+    ChatIndex::Stats stats = user.run([&] { return index->update(); });
+    EXPECT_EQ(stats.changedFiles, 1);
+    EXPECT_EQ(stats.messages, 0);
+    EXPECT_EQ(hitCount(QStringLiteral("kept")), 1);
+    stats = user.run([&] { return index->update(); });
+    EXPECT_EQ(stats.changedFiles, 1) << "tried again";
+    ::chmod(QFile::encodeName(locked).constData(), 0666);
+    stats = user.run([&] { return index->update(); });
+    EXPECT_EQ(stats.messages, 1);
+    EXPECT_EQ(hitCount(QStringLiteral("later")), 1);
+    EXPECT_EQ(hitCount(QStringLiteral("kept")), 1);
+}
+
+TEST_F(ChatIndexTest, MessyFilesNeverStopAPass)
+{
+    // Blank lines only; CRLF line ends; a line that is not JSON; a 50 MB line without
+    // markers and a 50 MB line with one, each followed by a good line; a file that ends
+    // mid-line.
+    claude(QStringLiteral("blank.jsonl"), "\n\n\r\n\n");
+    std::string crlf = claudeLine("user", "carriage one");
+    crlf.insert(crlf.size() - 1, "\r");
+    claude(QStringLiteral("crlf.jsonl"), bytes(crlf + crlf));
+    std::string huge(50 * 1024 * 1024, 'x');
+    std::string hugeMarked = R"({"role":"user","x":")" + std::string(50 * 1024 * 1024, 'y') + "\"}";
+    claude(QStringLiteral("huge.jsonl"),
+           bytes("not json at all\n" + huge + "\n" + claudeLine("user", "after huge") + hugeMarked +
+                 "\n" + claudeLine("user", "after marked")));
+    huge.clear();
+    hugeMarked.clear();
+    claude(QStringLiteral("cut.jsonl"),
+           bytes(claudeLine("user", "whole line") + R"({"type":"user","message":{"ro)"));
+
+    const ChatIndex::Stats stats = index->update();
+    EXPECT_EQ(stats.files, 4);
+    EXPECT_EQ(stats.messages, 5);
+    EXPECT_EQ(hitCount(QStringLiteral("carriage")), 1);
+    EXPECT_EQ(hitCount(QStringLiteral("after huge")), 1);
+    EXPECT_EQ(hitCount(QStringLiteral("after marked")), 1);
+    EXPECT_EQ(hitCount(QStringLiteral("whole")), 1);
+    // The cut line is read again on every pass until it is complete.
+    EXPECT_EQ(index->update().changedFiles, 1);
+}
+
+TEST_F(ChatIndexTest, LinesAcrossChunkBoundariesAreReadWhole)
+{
+    // About 20 MB of 3 KB lines: many lines straddle the 8 MiB reads.
+    std::string contents;
+    const std::string padding(3000, 'p');
+    int lines = 0;
+    while (contents.size() < 20 * 1024 * 1024) {
+        contents += claudeLine("assistant", "marker" + std::to_string(lines) + " " + padding);
+        ++lines;
+    }
+    claude(QStringLiteral("big.jsonl"), bytes(contents));
+    const ChatIndex::Stats stats = index->update();
+    EXPECT_EQ(stats.messages, lines);
+    EXPECT_EQ(stats.bytesRead, static_cast<std::int64_t>(contents.size()));
+    for (int n : {0, 2795, 2796, 2797, lines - 1})
+        EXPECT_EQ(hitCount(QStringLiteral("marker") + QString::number(n)), 1) << n;
+}
+
+TEST_F(ChatIndexTest, SessionFallsBackToTheFileNameAndMetaCarriesOver)
+{
+    claude(QStringLiteral("no-id.jsonl"),
+           R"({"type":"user","message":{"role":"user","content":"hello there"}})"
+           "\n");
+    const QString codex =
+        home.write(QStringLiteral(".codex/sessions/r.jsonl"),
+                   R"({"type":"session_meta","payload":{"id":"cx-9","cwd":"/srv/tool"}})"
+                   "\n");
+    index->update();
+    append(
+        codex,
+        R"({"type":"response_item","timestamp":"2026-01-01T00:00:00Z","payload":{"type":"message","role":"user","content":"later question"}})"
+        "\n");
+    index->update();
+    const QList<ChatIndex::Hit> hello = index->search(QStringLiteral("hello"), 8);
+    ASSERT_EQ(hello.size(), 1);
+    EXPECT_EQ(hello[0].session, QStringLiteral("no-id"));
+    EXPECT_EQ(hello[0].title, QStringLiteral("hello there"));
+    EXPECT_FALSE(hello[0].cwd);
+    const QList<ChatIndex::Hit> later = index->search(QStringLiteral("later"), 8);
+    ASSERT_EQ(later.size(), 1);
+    EXPECT_EQ(later[0].session, QStringLiteral("cx-9")) << "from the first pass";
+    EXPECT_EQ(later[0].cwd, QStringLiteral("/srv/tool"));
+    EXPECT_EQ(later[0].title, QStringLiteral("later question"));
+    EXPECT_EQ(later[0].timestamp, QStringLiteral("2026-01-01T00:00:00Z"));
+}
+
+TEST_F(ChatIndexTest, ProgressAfterEveryTwentiethChangedFileAndAtTheEnd)
+{
+    for (int i = 0; i < 45; ++i)
+        claude(QStringLiteral("f%1.jsonl").arg(i), bytes(claudeLine("user", "word")));
+    QList<ChatIndex::Stats> seen;
+    const ChatIndex::Stats final =
+        index->update([&](const ChatIndex::Stats& s) { seen.append(s); });
+    ASSERT_EQ(seen.size(), 3);
+    EXPECT_EQ(seen[0].changedFiles, 20);
+    EXPECT_EQ(seen[0].seconds, 0);
+    EXPECT_EQ(seen[1].changedFiles, 40);
+    EXPECT_EQ(seen[2], final);
+    EXPECT_EQ(final.changedFiles, 45);
+}
+
+TEST_F(ChatIndexTest, AnotherProcessWritingDefersThePassInsteadOfStallingIt)
+{
+    for (int i = 0; i < 5; ++i)
+        claude(QStringLiteral("f%1.jsonl").arg(i),
+               bytes(claudeLine("user", "deferred " + std::to_string(i))));
+    sqlite3* other = nullptr;
+    ASSERT_EQ(sqlite3_open(QFile::encodeName(index->url()).constData(), &other), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(other, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
+    // The pass waits one busy time-out, then leaves every file for later.
+    ChatIndex::Stats stats = index->update();
+    EXPECT_EQ(stats.files, 5);
+    EXPECT_EQ(stats.changedFiles, 0);
+    sqlite3_exec(other, "ROLLBACK", nullptr, nullptr, nullptr);
+    sqlite3_close(other);
+    stats = index->update();
+    EXPECT_EQ(stats.changedFiles, 5);
+    EXPECT_EQ(hitCount(QStringLiteral("deferred")), 5);
+}
+
+TEST(ChatIndexFailureTest, AnUnusableDatabaseGivesZeroAndNothing)
+{
+    TempHome home;
+    home.write(QStringLiteral(".claude/projects/p/s.jsonl"),
+               bytes(claudeLine("user", "unreachable")));
+    // A file where the database's folder should be.
+    const QString blocker = home.write(QStringLiteral("blocker"), "x");
+    ChatIndex index(blocker + QStringLiteral("/chats.sqlite"));
+    int calls = 0;
+    EXPECT_EQ(index.update([&](const ChatIndex::Stats&) { ++calls; }), ChatIndex::Stats{});
+    EXPECT_EQ(calls, 0);
+    EXPECT_TRUE(index.search(QStringLiteral("unreachable"), 8).isEmpty());
+    EXPECT_EQ(index.sessionCount(), 0);
+}
+
+} // namespace

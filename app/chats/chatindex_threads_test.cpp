@@ -1,0 +1,113 @@
+#include "chatindex.h"
+#include "temphome.h"
+
+#include <QFile>
+#include <atomic>
+#include <chrono>
+#include <future>
+#include <gtest/gtest.h>
+#include <sqlite3.h>
+#include <string>
+#include <thread>
+
+using namespace std::chrono_literals;
+
+namespace {
+
+std::string userLine(const std::string& text)
+{
+    return R"({"type":"user","sessionId":"s","message":{"role":"user","content":")" + text +
+           "\"}}\n";
+}
+
+// Claude Code transcripts: `files` files of `messages` messages each.
+void writeCorpus(const TempHome& home, const QString& folder, int files, const std::string& word,
+                 int messages = 60)
+{
+    for (int f = 0; f < files; ++f) {
+        std::string contents;
+        for (int m = 0; m < messages; ++m)
+            contents += userLine(word + " message " + std::to_string(m) + " of file " +
+                                 std::to_string(f) + " with some more words to index");
+        home.write(folder + QStringLiteral("/f%1.jsonl").arg(f),
+                   QByteArray::fromStdString(contents));
+    }
+}
+
+// True while some connection holds the database's write lock, that is while a pass is inside
+// a file's transaction.
+bool writerActive(const QString& db)
+{
+    sqlite3* handle = nullptr;
+    sqlite3_open_v2(QFile::encodeName(db).constData(), &handle, SQLITE_OPEN_READWRITE, nullptr);
+    const bool busy =
+        sqlite3_exec(handle, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr) == SQLITE_BUSY;
+    if (!busy)
+        sqlite3_exec(handle, "ROLLBACK", nullptr, nullptr, nullptr);
+    sqlite3_close(handle);
+    return busy;
+}
+
+TEST(ChatIndexThreadsTest, OnePassAtATimeAndSearchesBesideIt)
+{
+    TempHome home;
+    writeCorpus(home, QStringLiteral(".claude/projects/old"), 10, "existing", 5);
+    auto index = std::make_unique<ChatIndex>();
+    ASSERT_EQ(index->update().messages, 50);
+    // Enough new transcripts that the pass takes a while.
+    writeCorpus(home, QStringLiteral(".claude/projects/new"), 150, "fresh", 30);
+
+    std::atomic<int> firstDone{0};
+    std::atomic<int> droppedDone{0};
+    std::atomic<std::int64_t> firstMessages{0};
+    index->refreshInBackground([&](const ChatIndex::Stats& stats) {
+        firstMessages = stats.messages;
+        ++firstDone;
+    });
+    while (!writerActive(index->url()) && firstDone == 0)
+        std::this_thread::yield();
+
+    // Requests while it runs are dropped: no second pass, and their callbacks never run.
+    for (int i = 0; i < 3; ++i)
+        index->refreshInBackground([&](const ChatIndex::Stats&) { ++droppedDone; });
+    // A pass from another thread waits for the running one, then finds its work done.
+    std::future<ChatIndex::Stats> waiting =
+        std::async(std::launch::async, [&] { return index->update(); });
+
+    // Readers see the index as it was at the last commit, and are never refused.
+    std::int64_t lastFresh = 10;
+    int searches = 0;
+    while (firstDone == 0) {
+        EXPECT_EQ(index->search(QStringLiteral("existing"), 8).size(), 8u);
+        const std::int64_t fresh = index->sessionCount();
+        EXPECT_GE(fresh, lastFresh) << "committed transcripts never disappear";
+        lastFresh = fresh;
+        ++searches;
+    }
+    const ChatIndex::Stats second = waiting.get();
+    index.reset(); // waits for the background requests
+    EXPECT_GT(searches, 0);
+    EXPECT_EQ(firstDone.load(), 1);
+    EXPECT_EQ(droppedDone.load(), 0);
+    EXPECT_EQ(firstMessages.load(), 150 * 30);
+    EXPECT_EQ(second.changedFiles, 0);
+    EXPECT_EQ(second.files, 160);
+}
+
+TEST(ChatIndexThreadsTest, RefreshesAfterAPassHasEndedRunAgain)
+{
+    TempHome home;
+    writeCorpus(home, QStringLiteral(".claude/projects/a"), 5, "word");
+    ChatIndex index;
+    std::promise<ChatIndex::Stats> first;
+    index.refreshInBackground([&](const ChatIndex::Stats& stats) { first.set_value(stats); });
+    EXPECT_EQ(first.get_future().get().messages, 300);
+    writeCorpus(home, QStringLiteral(".claude/projects/b"), 1, "other");
+    std::promise<ChatIndex::Stats> second;
+    index.refreshInBackground([&](const ChatIndex::Stats& stats) { second.set_value(stats); });
+    const ChatIndex::Stats stats = second.get_future().get();
+    EXPECT_EQ(stats.changedFiles, 1);
+    EXPECT_EQ(stats.messages, 60);
+}
+
+} // namespace

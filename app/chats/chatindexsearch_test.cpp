@@ -1,0 +1,203 @@
+#include "chatindex.h"
+#include "temphome.h"
+
+#include <QFile>
+#include <QSet>
+#include <gtest/gtest.h>
+#include <random>
+#include <sqlite3.h>
+#include <string>
+
+namespace {
+
+std::string userLine(const std::string& text, const std::string& session)
+{
+    return R"({"type":"user","sessionId":")" + session +
+           R"(","timestamp":"2026-03-01T12:00:00Z","message":{"role":"user","content":")" + text +
+           "\"}}\n";
+}
+
+std::string assistantLine(const std::string& text)
+{
+    return R"({"type":"assistant","message":{"role":"assistant","content":[{"type":"text","text":")" +
+           text + "\"}]}}\n";
+}
+
+// The search as one statement that builds every snippet, with both de-duplication keys.
+QList<ChatIndex::Hit> referenceSearch(const QString& db, const QString& text, int limit)
+{
+    QList<ChatIndex::Hit> hits;
+    const QString match = ChatIndex::matchExpression(text);
+    if (match.isEmpty())
+        return hits;
+    sqlite3* handle = nullptr;
+    sqlite3_open_v2(QFile::encodeName(db).constData(), &handle, SQLITE_OPEN_READONLY, nullptr);
+    sqlite3_stmt* statement = nullptr;
+    sqlite3_prepare_v2(
+        handle,
+        "SELECT f.harness, coalesce(f.title, ''), f.cwd, coalesce(f.session, ''), m.path, m.role, "
+        "m.ts,\n"
+        "       snippet(msgs, 0, '', '', '…', 18)\n"
+        "FROM msgs m JOIN files f ON f.path = m.path\n"
+        "WHERE msgs MATCH ? ORDER BY bm25(msgs) LIMIT 400",
+        -1, &statement, nullptr);
+    const QByteArray utf8 = match.toUtf8();
+    sqlite3_bind_text(statement, 1, utf8.constData(), -1, SQLITE_TRANSIENT);
+    auto column = [&](int i) {
+        return QString::fromUtf8(reinterpret_cast<const char*>(sqlite3_column_text(statement, i)));
+    };
+    QSet<QString> paths, shown;
+    while (sqlite3_step(statement) == SQLITE_ROW) {
+        if (hits.size() >= limit)
+            continue;
+        ChatIndex::Hit hit{column(0), column(1), std::nullopt, column(3),
+                           column(4), column(5), column(6),    column(7)};
+        if (sqlite3_column_type(statement, 2) != SQLITE_NULL)
+            hit.cwd = column(2);
+        const QString key = hit.title + QChar(0x1F) + hit.snippet;
+        if (paths.contains(hit.path) || shown.contains(key))
+            continue;
+        paths.insert(hit.path);
+        shown.insert(key);
+        hits.append(hit);
+    }
+    sqlite3_finalize(statement);
+    sqlite3_close(handle);
+    return hits;
+}
+
+TEST(ChatIndexSearchTest, TokensAndMatchExpression)
+{
+    EXPECT_EQ(ChatIndex::tokens(QStringLiteral("don't panic!")),
+              (QStringList{QStringLiteral("don't"), QStringLiteral("panic")}));
+    EXPECT_EQ(ChatIndex::matchExpression(QStringLiteral("don't panic!")),
+              QStringLiteral("\"don't\" \"panic\""));
+    EXPECT_TRUE(ChatIndex::tokens(QStringLiteral(" ?!... -- \"\" ")).isEmpty());
+    EXPECT_EQ(ChatIndex::tokens(QStringLiteral("naïve café 42x über_flag")),
+              (QStringList{"naïve", "café", "42x", "über", "flag"}));
+    EXPECT_EQ(ChatIndex::matchExpression(QStringLiteral("\"quoted\" NEAR(a b) x:y ^z*")),
+              QStringLiteral("\"quoted\" \"NEAR\" \"a\" \"b\" \"x\" \"y\" \"z\""));
+}
+
+class ChatIndexSearchFixture : public ::testing::Test {
+protected:
+    TempHome home;
+    std::unique_ptr<ChatIndex> index = std::make_unique<ChatIndex>();
+
+    void write(const QString& name, const std::string& contents)
+    {
+        home.write(QStringLiteral(".claude/projects/-p/") + name,
+                   QByteArray::fromStdString(contents));
+    }
+};
+
+TEST_F(ChatIndexSearchFixture, UserTextIsNeverSyntax)
+{
+    write(QStringLiteral("a.jsonl"),
+          userLine("use AND or OR and NOT near NEAR with a star * and caret ^ and colon: (group)",
+                   "a") +
+              userLine("he said \\\"quoted words\\\" here", "a2"));
+    index->update();
+    // Operators are words here: each text finds the message exactly when all its words occur.
+    const std::pair<const char*, bool> cases[] = {{"AND", true},
+                                                  {"OR", true},
+                                                  {"NOT", true},
+                                                  {"NEAR", true},
+                                                  {"AND OR", true},
+                                                  {"NEAR(star caret)", true},
+                                                  {"colon:star", true},
+                                                  {"star*", true},
+                                                  {"^caret", true},
+                                                  {"- star", true},
+                                                  {"\"quoted", true},
+                                                  {"NOT absentword", false},
+                                                  {"star OR absentword", false},
+                                                  {"*", false},
+                                                  {"^", false},
+                                                  {":", false},
+                                                  {"(", false},
+                                                  {"\"", false},
+                                                  {"''", false},
+                                                  {"'", false}};
+    for (const auto& [text, found] : cases)
+        EXPECT_EQ(!index->search(QString::fromUtf8(text), 8).isEmpty(), found) << text;
+    EXPECT_EQ(index->search(QStringLiteral("\"quoted words\""), 8).size(), 1);
+    EXPECT_TRUE(index->search(QStringLiteral("absentword"), 8).isEmpty());
+    EXPECT_TRUE(index->search(QStringLiteral("star"), 0).isEmpty());
+}
+
+TEST_F(ChatIndexSearchFixture, StemmingDiacriticsAndAllWords)
+{
+    write(QStringLiteral("a.jsonl"), userLine("Indexing the café menus quickly", "a"));
+    index->update();
+    EXPECT_EQ(index->search(QStringLiteral("indexes"), 8).size(), 1);
+    EXPECT_EQ(index->search(QStringLiteral("CAFE"), 8).size(), 1);
+    EXPECT_EQ(index->search(QStringLiteral("menu index"), 8).size(), 1);
+    EXPECT_TRUE(index->search(QStringLiteral("menu absent"), 8).isEmpty());
+}
+
+TEST_F(ChatIndexSearchFixture, OneHitPerFileAndPerTitleAndSnippet)
+{
+    // Three files: one with many matches, two with the same title and the same text.
+    std::string many = userLine("topic first", "m");
+    for (int i = 0; i < 10; ++i)
+        many += assistantLine("topic again " + std::to_string(i));
+    write(QStringLiteral("many.jsonl"), many);
+    write(QStringLiteral("twin1.jsonl"), userLine("the twin topic", "t1"));
+    write(QStringLiteral("twin2.jsonl"), userLine("the twin topic", "t2"));
+    index->update();
+    const QList<ChatIndex::Hit> hits = index->search(QStringLiteral("topic"), 8);
+    ASSERT_EQ(hits.size(), 2);
+    EXPECT_NE(hits[0].path, hits[1].path);
+    QSet<QString> titles{hits[0].title, hits[1].title};
+    EXPECT_EQ(titles,
+              (QSet<QString>{QStringLiteral("topic first"), QStringLiteral("the twin topic")}));
+    EXPECT_EQ(index->search(QStringLiteral("topic"), 1).size(), 1);
+}
+
+TEST_F(ChatIndexSearchFixture, RankedSearchGivesTheRowsOfTheSingleStatement)
+{
+    // Many files over a small vocabulary, with repeated texts so that scores tie.
+    std::mt19937 random(7);
+    const std::vector<std::string> words = {"index", "panel",  "render", "widget", "query",
+                                            "cache", "thread", "socket", "parser", "token"};
+    for (int f = 0; f < 120; ++f) {
+        std::string contents;
+        for (int m = 0; m < 12; ++m) {
+            std::string text;
+            const int length = 3 + static_cast<int>(random() % 30);
+            for (int w = 0; w < length; ++w)
+                text += words[random() % words.size()] + " ";
+            if (random() % 4 == 0)
+                text = "shared repeated text about index and cache";
+            contents += m == 0 ? userLine(text, "s" + std::to_string(f)) : assistantLine(text);
+        }
+        write(QStringLiteral("f%1.jsonl").arg(f), contents);
+    }
+    index->update();
+    auto compare = [&](const char* when) {
+        for (const char* query : {"index", "cache", "index cache", "widget panel thread", "token",
+                                  "repeated", "nothing"}) {
+            for (int limit : {1, 8, 50, 500}) {
+                const QList<ChatIndex::Hit> ours = index->search(QString::fromUtf8(query), limit);
+                EXPECT_EQ(ours, referenceSearch(index->url(), QString::fromUtf8(query), limit))
+                    << when << ": " << query << " limit " << limit;
+            }
+        }
+    };
+    compare("every message with its transcript");
+
+    // Messages whose transcript has no row (not written by a pass) drop out of the join.
+    sqlite3* db = nullptr;
+    ASSERT_EQ(sqlite3_open(QFile::encodeName(index->url()).constData(), &db), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(db,
+                           "INSERT INTO msgs(text, role, path, ts) VALUES"
+                           "('index index index cache', 'user', '/nowhere/a.jsonl', ''),"
+                           "('token', 'user', '/nowhere/b.jsonl', '')",
+                           nullptr, nullptr, nullptr),
+              SQLITE_OK);
+    sqlite3_close(db);
+    compare("with orphaned messages");
+}
+
+} // namespace
