@@ -35,11 +35,11 @@ void LookupPanel::present()
     setWindowOpacity(0.0);
     show();
     raise();
-    m_fade = new QPropertyAnimation(this, "windowOpacity", this);
-    m_fade->setDuration(120);
-    m_fade->setStartValue(0.0);
-    m_fade->setEndValue(1.0);
-    m_fade->start(QAbstractAnimation::DeleteWhenStopped);
+    auto* fade = new QPropertyAnimation(this, "windowOpacity", this);
+    fade->setDuration(120);
+    fade->setStartValue(0.0);
+    fade->setEndValue(1.0);
+    fade->start(QAbstractAnimation::DeleteWhenStopped);
 }
 
 void LookupPanel::paintEvent(QPaintEvent*)

@@ -4,8 +4,6 @@
 
 #include <QWidget>
 
-class QPropertyAnimation;
-
 // The floating window that holds a LookupView: frameless, above other windows, on every
 // desktop, never taking the keyboard focus from the application under it. Its background
 // is rounded (radius 14): translucent where a compositor blends windows, opaque otherwise.
@@ -36,5 +34,4 @@ protected:
 private:
     LookupView* m_view;
     bool m_translucent;
-    QPropertyAnimation* m_fade = nullptr;
 };
