@@ -1,0 +1,321 @@
+#include "backenderror.h"
+#include "http.h"
+#include "httptestserver.h"
+#include "jsonbody.h"
+#include "shelfwisebackend.h"
+#include "textspanfinder.h"
+
+#include <QJsonArray>
+#include <gtest/gtest.h>
+#include <map>
+#include <mutex>
+
+using namespace std::chrono_literals;
+using Reply = HttpTestServer::Reply;
+
+namespace {
+
+const QString kTerm = QStringLiteral("entropy");
+
+QString document(int n)
+{
+    return QStringLiteral("Chapter %1. ").arg(n) + QString(150, QLatin1Char('x')) +
+           QStringLiteral(" In thermodynamics, Entropy measures disorder (doc %1). ").arg(n) +
+           QString(150, QLatin1Char('y'));
+}
+
+QJsonObject result(const QString& id, const QString& title, const QStringList& tags = {})
+{
+    return QJsonObject{{QStringLiteral("id"), id},
+                       {QStringLiteral("title"), title},
+                       {QStringLiteral("tags"), QJsonArray::fromStringList(tags)}};
+}
+
+QJsonObject toolAnswer(const QJsonObject& content)
+{
+    return QJsonObject{{QStringLiteral("isError"), false},
+                       {QStringLiteral("structuredContent"), content}};
+}
+
+// A Shelfwise server on the test server: sw_search answers the results; sw_read answers each
+// document's text, or the reply scripted for that id. The script may change between lookups;
+// the server's thread reads it under the lock.
+class FakeLibrary {
+public:
+    explicit FakeLibrary(HttpTestServer& server, const QString& prefix = {}) : m_server(server)
+    {
+        server.on((prefix + QStringLiteral("/api/tools/sw_search")).toUtf8(),
+                  [this](const HttpTestServer::Request&) {
+                      std::lock_guard lock(m_mutex);
+                      return m_searchReply.value_or(Reply::json(
+                          toolAnswer(QJsonObject{{QStringLiteral("items"), m_results}})));
+                  });
+        server.on(
+            (prefix + QStringLiteral("/api/tools/sw_read")).toUtf8(),
+            [this](const HttpTestServer::Request& request) {
+                const QString id = request.json().value(QStringLiteral("id")).toString();
+                std::lock_guard lock(m_mutex);
+                if (const auto scripted = m_readReplies.find(id); scripted != m_readReplies.end())
+                    return scripted->second;
+                const QJsonObject artifact{{QStringLiteral("content"), m_texts.value(id)}};
+                return Reply::json(toolAnswer(QJsonObject{{QStringLiteral("artifact"), artifact}}));
+            });
+    }
+
+    // A search result with this id, title and tags, and the document's text.
+    void add(const QString& id, const QString& title, const QString& text = {},
+             const QStringList& tags = {})
+    {
+        add(result(id, title, tags));
+        std::lock_guard lock(m_mutex);
+        m_texts.insert(id, text);
+    }
+    void add(const QJsonObject& searchResult)
+    {
+        std::lock_guard lock(m_mutex);
+        m_results.append(searchResult);
+    }
+    void setRead(const QString& id, Reply reply)
+    {
+        std::lock_guard lock(m_mutex);
+        m_readReplies.insert_or_assign(id, std::move(reply));
+    }
+    // Replaces the whole sw_search answer; nothing goes back to the results.
+    void setSearch(std::optional<Reply> reply)
+    {
+        std::lock_guard lock(m_mutex);
+        m_searchReply = std::move(reply);
+    }
+
+    // Ids of the documents read, in order.
+    QStringList reads() const
+    {
+        QStringList ids;
+        for (const HttpTestServer::Request& request : m_server.requests()) {
+            if (request.path().endsWith("/sw_read"))
+                ids.append(request.json().value(QStringLiteral("id")).toString());
+        }
+        return ids;
+    }
+
+private:
+    HttpTestServer& m_server;
+    std::mutex m_mutex;
+    QJsonArray m_results;
+    QMap<QString, QString> m_texts;
+    std::map<QString, Reply> m_readReplies;
+    std::optional<Reply> m_searchReply;
+};
+
+QString failureOf(const LookupStream& stream)
+{
+    try {
+        stream.waitForAll();
+    } catch (const BackendError& error) {
+        return error.localizedDescription();
+    } catch (const std::exception& error) {
+        return QString::fromUtf8(error.what());
+    }
+    return {};
+}
+
+class ShelfwiseBackendTest : public ::testing::Test {
+protected:
+    ShelfwiseBackend backend(const QString& base, double timeout = 10) const
+    {
+        return ShelfwiseBackend(BackendInfo{QStringLiteral("shelfwise"), QStringLiteral("Library"),
+                                            QStringLiteral("books.vertical"), timeout},
+                                base);
+    }
+    ShelfwiseBackend backend() const { return backend(server.base()); }
+
+    LookupStream look(const ShelfwiseBackend& source, const QString& term = kTerm) const
+    {
+        return source.lookup(LookupQuery{term, std::nullopt, std::nullopt});
+    }
+
+    HttpTestServer server;
+    FakeLibrary library{server};
+};
+
+TEST_F(ShelfwiseBackendTest, TitlesComeFirstThenExcerptsOneAfterAnother)
+{
+    library.add(QStringLiteral("d1"), QStringLiteral("Heat"), document(1),
+                {QStringLiteral("comment:great"), QStringLiteral("physics"),
+                 QStringLiteral("thermo"), QStringLiteral("comment:x"), QStringLiteral("notes"),
+                 QStringLiteral("2024"), QStringLiteral("fifth")});
+    library.add(QStringLiteral("d2"), QStringLiteral("Order"), document(2));
+
+    const QList<LookupItems> lists = look(backend()).waitForAll();
+    ASSERT_EQ(lists.size(), 3);
+    for (const LookupItems& items : lists)
+        ASSERT_EQ(items.size(), 2);
+
+    const LookupItem& first = lists[0][0];
+    EXPECT_EQ(first.id, QStringLiteral("d1"));
+    EXPECT_EQ(first.title, QStringLiteral("Heat"));
+    EXPECT_EQ(first.detail, QStringLiteral("physics · thermo · notes · 2024"));
+    EXPECT_EQ(first.body, std::nullopt);
+    EXPECT_EQ(first.url, server.url(QStringLiteral("/a/d1")));
+    EXPECT_EQ(lists[0][1].detail, QString());
+    EXPECT_EQ(lists[0][1].body, std::nullopt);
+
+    const QString excerpt1 = TextSpanFinder::snippet(document(1), kTerm, 90);
+    const QString excerpt2 = TextSpanFinder::snippet(document(2), kTerm, 90);
+    EXPECT_TRUE(excerpt1.contains(QStringLiteral("Entropy measures")));
+    EXPECT_EQ(lists[1][0].body, excerpt1);
+    EXPECT_EQ(lists[1][1].body, std::nullopt);
+    EXPECT_EQ(lists[2][0].body, excerpt1);
+    EXPECT_EQ(lists[2][1].body, excerpt2);
+    EXPECT_EQ(lists[2][1].title, QStringLiteral("Order"));
+
+    const QList<HttpTestServer::Request> requests = server.requests();
+    ASSERT_EQ(requests.size(), 3);
+    EXPECT_EQ(requests[0].method, QByteArray("POST"));
+    EXPECT_EQ(requests[0].target, QByteArray("/api/tools/sw_search"));
+    EXPECT_EQ(requests[0].header("Content-Type"), QByteArray("application/json"));
+    EXPECT_EQ(requests[0].json(),
+              (QJsonObject{{QStringLiteral("text"), kTerm}, {QStringLiteral("limit"), 8}}));
+    EXPECT_EQ(library.reads(), (QStringList{QStringLiteral("d1"), QStringLiteral("d2")}));
+}
+
+TEST_F(ShelfwiseBackendTest, OddResultsAreDroppedOrFallBack)
+{
+    library.add(QJsonObject{{QStringLiteral("title"), QStringLiteral("no id")}});
+    library.add(QJsonObject{{QStringLiteral("id"), 7},
+                            {QStringLiteral("title"), QStringLiteral("number")}});
+    library.add(QJsonObject{{QStringLiteral("id"), QStringLiteral("untitled")},
+                            {QStringLiteral("tags"), QJsonArray{QStringLiteral("ok"), 3}}});
+    library.add(QJsonObject{{QStringLiteral("id"), QStringLiteral("odd id?#")},
+                            {QStringLiteral("title"), 12},
+                            {QStringLiteral("tags"), QStringLiteral("not a list")}});
+    library.add(QStringLiteral("notes"), QStringLiteral("Notes"), {},
+                {QStringLiteral("comment:a")});
+    const QList<LookupItems> lists = look(backend()).waitForAll();
+    ASSERT_FALSE(lists.isEmpty());
+    const LookupItems& items = lists.first();
+    ASSERT_EQ(items.size(), 3);
+    EXPECT_EQ(items[0].id, QStringLiteral("untitled"));
+    EXPECT_EQ(items[0].title, QStringLiteral("untitled"));
+    EXPECT_EQ(items[0].detail, QString()); // one tag is not a string: no tags at all
+    EXPECT_EQ(items[1].title, QStringLiteral("odd id?#"));
+    EXPECT_EQ(items[1].detail, QString());
+    EXPECT_EQ(items[1].url->toEncoded(), server.base().toUtf8() + "/a/odd%20id%3F%23");
+    EXPECT_EQ(items[2].detail, QString());
+
+    // "items" that is not an array of objects, or no "structuredContent": an empty tab.
+    library.setSearch(Reply::json(toolAnswer(
+        QJsonObject{{QStringLiteral("items"),
+                     QJsonArray{result(QStringLiteral("a"), QStringLiteral("A")), 5}}})));
+    EXPECT_EQ(look(backend()).waitForAll(), QList<LookupItems>{LookupItems{}});
+    library.setSearch(Reply::json(QJsonObject{{QStringLiteral("isError"), false}}));
+    EXPECT_EQ(look(backend()).waitForAll(), QList<LookupItems>{LookupItems{}});
+    library.setSearch(Reply::json(QJsonArray{1, 2}));
+    EXPECT_EQ(look(backend()).waitForAll(), QList<LookupItems>{LookupItems{}});
+}
+
+TEST_F(ShelfwiseBackendTest, OnlyTheFirstThreeOfSixGetExcerpts)
+{
+    for (int n = 1; n <= 6; ++n) {
+        const QString id = QStringLiteral("d%1").arg(n);
+        library.add(id, QStringLiteral("Doc %1").arg(n), document(n));
+    }
+    const QList<LookupItems> lists = look(backend()).waitForAll();
+    ASSERT_EQ(lists.size(), 4);
+    for (int step = 0; step < 4; ++step) {
+        ASSERT_EQ(lists[step].size(), 6);
+        for (int i = 0; i < 6; ++i) {
+            const bool read = i < step;
+            EXPECT_EQ(lists[step][i].body.has_value(), read) << "list " << step << " item " << i;
+        }
+    }
+    EXPECT_EQ(library.reads(),
+              (QStringList{QStringLiteral("d1"), QStringLiteral("d2"), QStringLiteral("d3")}));
+}
+
+TEST_F(ShelfwiseBackendTest, AReadThatFailsLeavesThatItemWithoutBody)
+{
+    for (const char* id : {"ok1", "broken", "error", "empty", "garbage", "ok2"})
+        library.add(QString::fromLatin1(id), QString::fromLatin1(id), document(1));
+    library.setRead(QStringLiteral("broken"), Reply::text(500, "{}"));
+    library.setRead(
+        QStringLiteral("error"),
+        Reply::json(QJsonObject{
+            {QStringLiteral("isError"), true},
+            {QStringLiteral("structuredContent"),
+             QJsonObject{{QStringLiteral("artifact"),
+                          QJsonObject{{QStringLiteral("content"), QStringLiteral("entropy")}}}}}}));
+    library.setRead(QStringLiteral("empty"), Reply::json(toolAnswer({})));
+    library.setRead(QStringLiteral("garbage"), Reply::text(200, "<html>"));
+
+    const LookupItems items = backend().search(kTerm, 10);
+    ASSERT_EQ(items.size(), 6);
+    const QString excerpt = TextSpanFinder::snippet(document(1), kTerm, 90);
+    EXPECT_EQ(items[0].body, excerpt);
+    EXPECT_EQ(items[1].body, std::nullopt);
+    EXPECT_EQ(items[2].body, std::nullopt);
+    EXPECT_EQ(items[3].body, std::nullopt);
+    EXPECT_EQ(items[4].body, std::nullopt);
+    EXPECT_EQ(items[5].body, excerpt);
+    EXPECT_EQ(server.requests().first().json().value(QStringLiteral("limit")).toInt(), 10);
+    EXPECT_EQ(library.reads().size(), 6);
+}
+
+TEST_F(ShelfwiseBackendTest, SearchFailuresFailTheTab)
+{
+    const QString closed = QStringLiteral("http://127.0.0.1:%1/").arg(HttpTestServer::closedPort());
+    EXPECT_EQ(failureOf(look(backend(closed))),
+              QStringLiteral("Shelfwise isn't running at ") + closed);
+
+    library.setSearch(Reply::json(QJsonObject{{QStringLiteral("isError"), true}}));
+    EXPECT_EQ(failureOf(look(backend())), QStringLiteral("Shelfwise sw_search failed"));
+    library.setSearch(Reply::json(toolAnswer({}), 500));
+    EXPECT_EQ(failureOf(look(backend())), QStringLiteral("Shelfwise sw_search failed"));
+    library.setSearch(Reply::text(200, "Bad Gateway"));
+    EXPECT_EQ(failureOf(look(backend())), JsonBody::parseErrorText());
+
+    library.setSearch(Reply::silence());
+    EXPECT_EQ(failureOf(look(backend(server.base(), 0.3))),
+              QStringLiteral("The request timed out."));
+    EXPECT_THROW(backend().search(kTerm, 5, [] { return true; }), HttpError);
+    EXPECT_TRUE(library.reads().isEmpty());
+}
+
+TEST_F(ShelfwiseBackendTest, ABasePathIsKept)
+{
+    FakeLibrary shelf(server, QStringLiteral("/shelf"));
+    shelf.add(QStringLiteral("x"), QStringLiteral("X"), document(3));
+    const LookupItems items = backend(server.base() + QStringLiteral("/shelf")).search(kTerm, 3);
+    ASSERT_EQ(items.size(), 1);
+    EXPECT_EQ(items[0].url, server.url(QStringLiteral("/shelf/a/x")));
+    EXPECT_EQ(items[0].body, TextSpanFinder::snippet(document(3), kTerm, 90));
+    EXPECT_EQ(server.requests().first().target, QByteArray("/shelf/api/tools/sw_search"));
+}
+
+TEST_F(ShelfwiseBackendTest, CancellingWhileWaitingStopsTheProducerAndClosesTheConnection)
+{
+    // Waiting on the search.
+    library.setSearch(Reply::silence());
+    LookupStream searching = look(backend(server.base(), 600));
+    ASSERT_TRUE(server.waitForRequests(1));
+    searching.cancel();
+    QFuture<LookupItems>(searching.future()).waitForFinished();
+    EXPECT_TRUE(server.waitForClientClose(1));
+    EXPECT_THROW(std::rethrow_exception(searching.error()), HttpError);
+
+    // Waiting on the first read: no other read follows.
+    library.setSearch(std::nullopt);
+    library.add(QStringLiteral("slow"), QStringLiteral("Slow"));
+    library.add(QStringLiteral("next"), QStringLiteral("Next"));
+    library.setRead(QStringLiteral("slow"), Reply::silence());
+    const int closedBefore = server.connectionsClosedByClient();
+    LookupStream reading = look(backend(server.base(), 600));
+    ASSERT_TRUE(server.waitForRequests(3));
+    reading.cancel();
+    QFuture<LookupItems>(reading.future()).waitForFinished();
+    EXPECT_TRUE(server.waitForClientClose(closedBefore + 1));
+    EXPECT_EQ(reading.error(), nullptr);
+    EXPECT_EQ(library.reads(), QStringList{QStringLiteral("slow")});
+}
+
+} // namespace

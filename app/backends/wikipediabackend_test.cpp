@@ -1,0 +1,247 @@
+#include "backenderror.h"
+#include "http.h"
+#include "httptestserver.h"
+#include "jsonbody.h"
+#include "lookupmodel.h"
+#include "preferences.h"
+#include "wikipediabackend.h"
+
+#include <QJsonArray>
+#include <QTemporaryDir>
+#include <gtest/gtest.h>
+
+using namespace std::chrono_literals;
+using Reply = HttpTestServer::Reply;
+
+namespace {
+
+const QByteArray kSummaryPath = "/api/rest_v1/page/summary/";
+
+QJsonObject summary(const QString& title)
+{
+    return QJsonObject{
+        {QStringLiteral("title"), title},
+        {QStringLiteral("description"), QStringLiteral("field of study")},
+        {QStringLiteral("extract"), QStringLiteral("An extract about ") + title + '.'},
+        {QStringLiteral("type"), QStringLiteral("standard")},
+        {QStringLiteral("content_urls"),
+         QJsonObject{{QStringLiteral("desktop"),
+                      QJsonObject{{QStringLiteral("page"),
+                                   QStringLiteral("https://en.wikipedia.org/wiki/") +
+                                       WikipediaBackend::slug(title)}}}}},
+    };
+}
+
+// The text of the error the lookup ended with; empty when it ended normally.
+QString failureOf(const LookupStream& stream)
+{
+    try {
+        stream.waitForAll();
+    } catch (const BackendError& error) {
+        return error.localizedDescription();
+    } catch (const std::exception& error) {
+        return QString::fromUtf8(error.what());
+    }
+    return {};
+}
+
+class WikipediaBackendTest : public ::testing::Test {
+protected:
+    WikipediaBackendTest()
+    {
+        preferences.setValue(QStringLiteral("backend.wikipedia.url"), server.base());
+    }
+
+    WikipediaBackend backend(double timeout = 10) const
+    {
+        return WikipediaBackend(BackendInfo{QStringLiteral("wikipedia"),
+                                            QStringLiteral("Wikipedia"), QStringLiteral("globe"),
+                                            timeout},
+                                preferences);
+    }
+
+    // The lists the lookup of `term` yielded.
+    QList<LookupItems> look(const QString& term, double timeout = 10) const
+    {
+        return backend(timeout).lookup(LookupQuery{term, std::nullopt, std::nullopt}).waitForAll();
+    }
+
+    HttpTestServer server;
+    QTemporaryDir dir;
+    Preferences preferences{dir.path() + QStringLiteral("/peekwell.conf")};
+};
+
+TEST_F(WikipediaBackendTest, ASummaryBecomesOneItemFromAGetWithTheUserAgent)
+{
+    server.on(kSummaryPath + "machine_learning",
+              Reply::json(summary(QStringLiteral("Machine learning"))));
+    const QList<LookupItems> lists = look(QStringLiteral("machine learning"));
+    ASSERT_EQ(lists.size(), 1);
+    ASSERT_EQ(lists[0].size(), 1);
+    const LookupItem& item = lists[0][0];
+    EXPECT_EQ(item.id, QStringLiteral("Machine learning"));
+    EXPECT_EQ(item.title, QStringLiteral("Machine learning"));
+    EXPECT_EQ(item.detail, QStringLiteral("field of study"));
+    EXPECT_EQ(item.body, QStringLiteral("An extract about Machine learning."));
+    EXPECT_EQ(item.url, QUrl(QStringLiteral("https://en.wikipedia.org/wiki/Machine_learning")));
+
+    ASSERT_EQ(server.requests().size(), 1);
+    const HttpTestServer::Request request = server.requests()[0];
+    EXPECT_EQ(request.method, QByteArray("GET"));
+    EXPECT_EQ(request.target, kSummaryPath + "machine_learning");
+    EXPECT_EQ(request.header("User-Agent"),
+              QByteArray("Peekwell/0.1 (personal macOS lookup tool)"));
+    EXPECT_TRUE(request.body.isEmpty());
+}
+
+TEST_F(WikipediaBackendTest, TheRequestPathIsExactlyTheEncodedSlug)
+{
+    const QList<std::pair<QString, QByteArray>> cases = {
+        {QStringLiteral("AC/DC"), "AC/DC"},
+        {QStringLiteral("what?"), "what%3F"},
+        {QStringLiteral("C#"), "C%23"},
+        {QStringLiteral("100% sure"), "100%25_sure"},
+        {QStringLiteral("Ça va"), "%C3%87a_va"},
+        {QStringLiteral("東京"), "%E6%9D%B1%E4%BA%AC"},
+        {QString::fromUtf8("\xF0\x9F\x98\x80"), "%F0%9F%98%80"},
+        {QStringLiteral("Rock 'n' roll (music)"), "Rock_'n'_roll_(music)"},
+        {QStringLiteral(" two  blanks "), "_two__blanks_"},
+    };
+    for (const auto& [term, encoded] : cases) {
+        server.on(kSummaryPath + encoded, Reply::json(summary(term)));
+        const QList<LookupItems> lists = look(term);
+        ASSERT_EQ(lists.size(), 1) << term.toStdString();
+        EXPECT_EQ(lists[0][0].title, term);
+        EXPECT_EQ(server.requests().back().target, kSummaryPath + encoded) << term.toStdString();
+    }
+}
+
+TEST_F(WikipediaBackendTest, MissingOrMistypedFieldsFallBack)
+{
+    server.on(kSummaryPath + "deep_learning", Reply::json(QJsonObject{}));
+    const QList<LookupItems> bare = look(QStringLiteral("deep learning"));
+    ASSERT_EQ(bare.size(), 1);
+    EXPECT_EQ(bare[0][0],
+              (LookupItem{QStringLiteral("deep_learning"), QStringLiteral("deep learning"),
+                          std::nullopt, std::nullopt, std::nullopt}));
+
+    server.on(kSummaryPath + "odd",
+              Reply::json(QJsonObject{
+                  {QStringLiteral("title"), 42},
+                  {QStringLiteral("description"), QJsonValue::Null},
+                  {QStringLiteral("extract"), QJsonArray{QStringLiteral("text")}},
+                  {QStringLiteral("content_urls"),
+                   QJsonObject{{QStringLiteral("desktop"), QStringLiteral("not an object")}}},
+              }));
+    const QList<LookupItems> odd = look(QStringLiteral("odd"));
+    ASSERT_EQ(odd.size(), 1);
+    EXPECT_EQ(odd[0][0], (LookupItem{QStringLiteral("odd"), QStringLiteral("odd"), std::nullopt,
+                                     std::nullopt, std::nullopt}));
+
+    QJsonObject badPage = summary(QStringLiteral("Bad"));
+    badPage[QStringLiteral("content_urls")] =
+        QJsonObject{{QStringLiteral("desktop"),
+                     QJsonObject{{QStringLiteral("page"), QStringLiteral("http://[::1")}}}};
+    server.on(kSummaryPath + "Bad", Reply::json(badPage));
+    const QList<LookupItems> bad = look(QStringLiteral("Bad"));
+    ASSERT_EQ(bad.size(), 1);
+    EXPECT_EQ(bad[0][0].title, QStringLiteral("Bad"));
+    EXPECT_EQ(bad[0][0].detail, QStringLiteral("field of study"));
+    EXPECT_EQ(bad[0][0].url, std::nullopt);
+}
+
+TEST_F(WikipediaBackendTest, StatusesOtherThan200AndBodiesThatAreNotObjects)
+{
+    server.on(kSummaryPath + "Nowhere", Reply::text(404, R"({"type":"not_found"})"));
+    LookupStream missing =
+        backend().lookup(LookupQuery{QStringLiteral("Nowhere"), std::nullopt, std::nullopt});
+    EXPECT_EQ(failureOf(missing), QString());
+    EXPECT_TRUE(missing.waitForAll().isEmpty());
+
+    const QList<std::tuple<QByteArray, Reply, QString>> cases = {
+        {"Broken", Reply::text(500, "oops"), QStringLiteral("Wikipedia returned 500")},
+        {"Busy", Reply::text(503, {}), QStringLiteral("Wikipedia returned 503")},
+        {"Html", Reply::text(200, "<html>maintenance</html>"), JsonBody::parseErrorText()},
+        {"Empty", Reply::text(200, {}), JsonBody::parseErrorText()},
+        {"List", Reply::json(QJsonArray{1, 2}), QStringLiteral("Wikipedia returned 200")},
+        {"Text", Reply::text(200, R"("just a string")"), QStringLiteral("Wikipedia returned 200")},
+    };
+    for (const auto& [slug, reply, message] : cases) {
+        server.on(kSummaryPath + slug, reply);
+        LookupStream stream =
+            backend().lookup(LookupQuery{QString::fromLatin1(slug), std::nullopt, std::nullopt});
+        EXPECT_EQ(failureOf(stream), message) << slug.constData();
+        EXPECT_TRUE(stream.future().results().isEmpty()) << slug.constData();
+    }
+}
+
+TEST_F(WikipediaBackendTest, RedirectsAreFollowed)
+{
+    server.on(kSummaryPath + "Colour", Reply::redirect(kSummaryPath + "Color", 301));
+    server.on(kSummaryPath + "Color", Reply::json(summary(QStringLiteral("Color"))));
+    const QList<LookupItems> lists = look(QStringLiteral("Colour"));
+    ASSERT_EQ(lists.size(), 1);
+    EXPECT_EQ(lists[0][0].title, QStringLiteral("Color"));
+}
+
+TEST_F(WikipediaBackendTest, ThePreferenceIsReadAtEveryLookup)
+{
+    HttpTestServer other;
+    server.on(kSummaryPath + "Word", Reply::json(summary(QStringLiteral("First"))));
+    other.on(kSummaryPath + "Word", Reply::json(summary(QStringLiteral("Second"))));
+    const WikipediaBackend source = backend();
+    const LookupQuery query{QStringLiteral("Word"), std::nullopt, std::nullopt};
+    EXPECT_EQ(source.lookup(query).waitForAll().value(0).value(0).title, QStringLiteral("First"));
+    preferences.setValue(QStringLiteral("backend.wikipedia.url"), other.base() + '/');
+    EXPECT_EQ(source.lookup(query).waitForAll().value(0).value(0).title, QStringLiteral("Second"));
+    EXPECT_EQ(other.requests().value(0).target, kSummaryPath + "Word");
+
+    // Not a URL at all: nothing to show, nothing sent.
+    preferences.setValue(QStringLiteral("backend.wikipedia.url"), QStringLiteral("no url"));
+    EXPECT_TRUE(source.lookup(query).waitForAll().isEmpty());
+    EXPECT_EQ(server.requests().size() + other.requests().size(), 2);
+}
+
+TEST_F(WikipediaBackendTest, AServerThatNeverAnswersTimesOutAndIsHungUpOn)
+{
+    server.on(kSummaryPath + "Slow", Reply::silence());
+    LookupStream stream =
+        backend(0.3).lookup(LookupQuery{QStringLiteral("Slow"), std::nullopt, std::nullopt});
+    EXPECT_EQ(failureOf(stream), QStringLiteral("The request timed out."));
+    EXPECT_TRUE(server.waitForClientClose(1));
+}
+
+TEST_F(WikipediaBackendTest, CancellingTheLookupStopsTheProducerAndClosesTheConnection)
+{
+    server.on(kSummaryPath + "Slow", Reply::silence());
+    LookupStream stream =
+        backend(600).lookup(LookupQuery{QStringLiteral("Slow"), std::nullopt, std::nullopt});
+    ASSERT_TRUE(server.waitForRequests(1));
+    stream.cancel();
+    QFuture<LookupItems> future = stream.future();
+    future.waitForFinished();
+    try {
+        std::rethrow_exception(stream.error());
+    } catch (const HttpError& error) {
+        EXPECT_EQ(error.kind(), HttpError::Cancelled);
+    } catch (...) {
+        ADD_FAILURE() << "the producer did not end with its cancellation";
+    }
+    EXPECT_TRUE(server.waitForClientClose(1));
+}
+
+// Without a network (here: nothing listens at the configured address) the tab fails with the
+// transport's sentence well before its time-out.
+TEST_F(WikipediaBackendTest, AnUnreachableServerFailsTheTabWithTheTransportsMessage)
+{
+    preferences.setValue(QStringLiteral("backend.wikipedia.url"),
+                         QStringLiteral("http://127.0.0.1:%1").arg(HttpTestServer::closedPort()));
+    LookupModel model(LookupQuery{QStringLiteral("word"), std::nullopt, std::nullopt},
+                      {std::make_shared<WikipediaBackend>(backend(30))});
+    model.waitUntilFinished(30);
+    ASSERT_EQ(model.tabs().size(), 1);
+    EXPECT_EQ(model.tabs()[0].phase,
+              LookupModel::Phase::failed(QStringLiteral("Could not connect to the server.")));
+}
+
+} // namespace

@@ -1,0 +1,361 @@
+#include "http.h"
+#include "httptestserver.h"
+
+#include <QJsonObject>
+#include <QThread>
+#include <atomic>
+#include <condition_variable>
+#include <exception>
+#include <gtest/gtest.h>
+#include <memory>
+#include <mutex>
+#include <optional>
+
+using namespace std::chrono_literals;
+using Reply = HttpTestServer::Reply;
+
+namespace {
+
+HttpRequest get(const QUrl& url, double timeout = 10)
+{
+    HttpRequest request;
+    request.url = url;
+    request.timeout = timeout;
+    return request;
+}
+
+// The kind of HttpError the call throws; nothing when it returns.
+template <typename Call> std::optional<HttpError::Kind> failureOf(Call call)
+{
+    try {
+        call();
+    } catch (const HttpError& error) {
+        return error.kind();
+    }
+    return std::nullopt;
+}
+
+// Runs a call on a thread of its own, as producers do, so the test's thread stays free to
+// watch the server and to cancel. The outcome is handed over under a std::mutex, which
+// ThreadSanitizer sees (it does not see QThread::wait).
+class Background {
+public:
+    explicit Background(std::function<void()> call)
+    {
+        m_thread.reset(QThread::create([this, call = std::move(call)] {
+            std::exception_ptr error;
+            try {
+                call();
+            } catch (...) {
+                error = std::current_exception();
+            }
+            std::lock_guard lock(m_mutex);
+            m_error = error;
+            m_done = true;
+            m_ended.notify_all();
+        }));
+        m_thread->start();
+    }
+    ~Background() { m_thread->wait(); }
+
+    // Waits for the call to end and returns the kind of HttpError it threw.
+    std::optional<HttpError::Kind> failure()
+    {
+        std::exception_ptr error;
+        {
+            std::unique_lock lock(m_mutex);
+            m_ended.wait(lock, [this] { return m_done; });
+            error = m_error;
+        }
+        return failureOf([&] {
+            if (error)
+                std::rethrow_exception(error);
+        });
+    }
+
+private:
+    std::mutex m_mutex;
+    std::condition_variable m_ended;
+    bool m_done = false;
+    std::exception_ptr m_error;
+    std::unique_ptr<QThread> m_thread;
+};
+
+class HttpTest : public ::testing::Test {
+protected:
+    HttpTestServer server;
+    Http& http = Http::shared();
+};
+
+TEST_F(HttpTest, SendsMethodHeadersAndBodyAndReturnsTheWholeAnswer)
+{
+    server.on("/echo", [](const HttpTestServer::Request& request) {
+        return Reply::text(201, "got " + request.body).header("X-Answer", "yes");
+    });
+    HttpRequest request = get(server.url(QStringLiteral("/echo?x=1")));
+    request.method = "POST";
+    request.headers = {{"Content-Type", "application/json"}, {"User-Agent", "Tester/1"}};
+    request.body = R"({"a":1})";
+
+    const HttpResponse response = http.send(request);
+    EXPECT_EQ(response.status, 201);
+    EXPECT_EQ(response.body, QByteArray(R"(got {"a":1})"));
+    EXPECT_EQ(response.header("x-answer"), QByteArray("yes"));
+    EXPECT_EQ(response.header("X-Missing"), QByteArray());
+
+    ASSERT_EQ(server.requests().size(), 1);
+    const HttpTestServer::Request seen = server.requests().first();
+    EXPECT_EQ(seen.method, QByteArray("POST"));
+    EXPECT_EQ(seen.target, QByteArray("/echo?x=1"));
+    EXPECT_EQ(seen.header("Content-Type"), QByteArray("application/json"));
+    EXPECT_EQ(seen.header("User-Agent"), QByteArray("Tester/1"));
+    EXPECT_EQ(seen.json().value(QStringLiteral("a")).toInt(), 1);
+}
+
+TEST_F(HttpTest, ErrorStatusesAreAnswersNotFailures)
+{
+    server.on("/missing", Reply::text(404, "no such page"));
+    server.on("/broken", Reply::json(QJsonObject{{QStringLiteral("error"), true}}, 500));
+    server.on("/busy", Reply::text(503, {}));
+
+    const HttpResponse missing = http.send(get(server.url(QStringLiteral("/missing"))));
+    EXPECT_EQ(missing.status, 404);
+    EXPECT_EQ(missing.body, QByteArray("no such page"));
+    const HttpResponse broken = http.send(get(server.url(QStringLiteral("/broken"))));
+    EXPECT_EQ(broken.status, 500);
+    EXPECT_EQ(broken.body, QByteArray(R"({"error":true})"));
+    EXPECT_EQ(http.send(get(server.url(QStringLiteral("/busy")))).status, 503);
+}
+
+TEST_F(HttpTest, RedirectsAreFollowedUntilTheyLoop)
+{
+    server.on("/old", Reply::redirect("/new", 301));
+    server.on("/new", Reply::redirect(server.url(QStringLiteral("/newest")).toEncoded(), 307));
+    server.on("/newest", Reply::text(200, "here"));
+    const HttpResponse response = http.send(get(server.url(QStringLiteral("/old"))));
+    EXPECT_EQ(response.status, 200);
+    EXPECT_EQ(response.body, QByteArray("here"));
+    EXPECT_EQ(response.url, server.url(QStringLiteral("/newest")));
+    // QtNetwork may send a redirected request twice when it drops the connection the
+    // redirect came on; what counts is the way from the old address to the newest.
+    QList<QByteArray> way;
+    for (const HttpTestServer::Request& request : server.requests()) {
+        if (way.isEmpty() || way.back() != request.path())
+            way.append(request.path());
+    }
+    EXPECT_EQ(way, (QList<QByteArray>{"/old", "/new", "/newest"}));
+
+    server.on("/loop", Reply::redirect("/loop"));
+    EXPECT_EQ(failureOf([&] { http.send(get(server.url(QStringLiteral("/loop")))); }),
+              HttpError::TooManyRedirects);
+}
+
+TEST_F(HttpTest, LinesEndAtLfCrOrCrLfEvenWhenSplitAcrossPieces)
+{
+    server.on("/lines", Reply::stream()
+                            .send("one\ntwo\r")
+                            .pause(20ms)
+                            .send("\nthree\rfour\r\n\nfi")
+                            .pause(20ms)
+                            .send("ve\r")
+                            .send("\r\nsix"));
+    QList<QByteArray> lines;
+    int status = 0;
+    const HttpResponse response = http.lines(get(server.url(QStringLiteral("/lines"))),
+                                             [&](const HttpResponse& head, const QByteArray& line) {
+                                                 status = head.status;
+                                                 lines.append(line);
+                                                 return true;
+                                             });
+    EXPECT_EQ(status, 200);
+    EXPECT_EQ(response.status, 200);
+    EXPECT_EQ(response.header("Content-Type"), QByteArray("text/event-stream"));
+    EXPECT_EQ(lines, (QList<QByteArray>{"one", "two", "three", "four", "", "five", "", "six"}));
+
+    server.on("/empty", Reply::text(200, {}));
+    int calls = 0;
+    http.lines(get(server.url(QStringLiteral("/empty"))),
+               [&](const HttpResponse&, const QByteArray&) {
+                   ++calls;
+                   return true;
+               });
+    EXPECT_EQ(calls, 0);
+}
+
+TEST_F(HttpTest, LinesOfAnErrorStatusArriveWithTheirStatus)
+{
+    server.on("/denied", Reply::text(401, "bad key\nsecond"));
+    QList<QByteArray> lines;
+    const HttpResponse response = http.lines(get(server.url(QStringLiteral("/denied"))),
+                                             [&](const HttpResponse& head, const QByteArray& line) {
+                                                 EXPECT_EQ(head.status, 401);
+                                                 lines.append(line);
+                                                 return true;
+                                             });
+    EXPECT_EQ(response.status, 401);
+    EXPECT_EQ(lines, (QList<QByteArray>{"bad key", "second"}));
+}
+
+// A body that never ends still delivers its lines as they come; the reader may stop it, and
+// stopping closes the connection.
+TEST_F(HttpTest, LinesArriveAsTheyComeAndTheReaderMayStop)
+{
+    server.on("/endless", Reply::stream().line("first").line("second").neverEnd());
+    QList<QByteArray> lines;
+    const HttpResponse response = http.lines(get(server.url(QStringLiteral("/endless"))),
+                                             [&](const HttpResponse&, const QByteArray& line) {
+                                                 lines.append(line);
+                                                 return line != "second";
+                                             });
+    EXPECT_EQ(response.status, 200);
+    EXPECT_EQ(lines, (QList<QByteArray>{"first", "second"}));
+    EXPECT_TRUE(server.waitForClientClose(1));
+}
+
+TEST_F(HttpTest, AnExceptionFromTheReaderTravelsOutAndClosesTheConnection)
+{
+    server.on("/endless", Reply::stream().line("boom").neverEnd());
+    EXPECT_THROW(http.lines(get(server.url(QStringLiteral("/endless"))),
+                            [](const HttpResponse&, const QByteArray&) -> bool {
+                                throw std::runtime_error("reader failed");
+                            }),
+                 std::runtime_error);
+    EXPECT_TRUE(server.waitForClientClose(1));
+}
+
+TEST_F(HttpTest, NothingListeningIsCouldNotConnect)
+{
+    const quint16 port = HttpTestServer::closedPort();
+    try {
+        http.send(get(QUrl(QStringLiteral("http://127.0.0.1:%1/").arg(port))));
+        FAIL() << "no error";
+    } catch (const HttpError& error) {
+        EXPECT_EQ(error.kind(), HttpError::CannotConnect);
+        EXPECT_EQ(error.localizedDescription(), QStringLiteral("Could not connect to the server."));
+        EXPECT_STREQ(error.what(), "Could not connect to the server.");
+    }
+}
+
+TEST_F(HttpTest, AddressesThatAreNotWebAddressesFailAtOnce)
+{
+    for (const char* text : {"ftp://127.0.0.1/file", "not a url", "http://"}) {
+        EXPECT_EQ(failureOf([&] { http.send(get(QUrl(QString::fromLatin1(text)))); }),
+                  HttpError::BadUrl)
+            << text;
+    }
+    EXPECT_EQ(server.connectionsOpened(), 0);
+}
+
+TEST_F(HttpTest, AServerThatClosesEarlyLosesTheConnection)
+{
+    server.on("/half", Reply::text(200, "a body that is cut in half").closeEarly());
+    EXPECT_EQ(failureOf([&] { http.send(get(server.url(QStringLiteral("/half")))); }),
+              HttpError::ConnectionLost);
+
+    server.on("/nothing", Reply::raw({}));
+    EXPECT_EQ(failureOf([&] { http.send(get(server.url(QStringLiteral("/nothing")))); }),
+              HttpError::ConnectionLost);
+
+    // Something that is not an HTTP server answers and hangs up.
+    server.on("/garbage", Reply::raw("SSH-2.0-OpenSSH_9.2\r\nProtocol mismatch.\r\n"));
+    EXPECT_EQ(failureOf([&] { http.send(get(server.url(QStringLiteral("/garbage")))); }),
+              HttpError::ConnectionLost);
+}
+
+TEST_F(HttpTest, IdleLongerThanTheTimeOutTimesOutAndCloses)
+{
+    server.on("/silent", Reply::silence());
+    EXPECT_EQ(failureOf([&] { http.send(get(server.url(QStringLiteral("/silent")), 0.2)); }),
+              HttpError::TimedOut);
+    EXPECT_TRUE(server.waitForClientClose(1));
+
+    // The time-out counts idleness, not the whole transfer: a slow but steady stream finishes.
+    server.on("/slow", Reply::stream().line("a").pause(100ms).line("b").pause(100ms).line("c"));
+    QList<QByteArray> lines;
+    http.lines(get(server.url(QStringLiteral("/slow")), 5),
+               [&](const HttpResponse&, const QByteArray& line) {
+                   lines.append(line);
+                   return true;
+               });
+    EXPECT_EQ(lines, (QList<QByteArray>{"a", "b", "c"}));
+
+    server.on("/stalls", Reply::stream().line("a").neverEnd());
+    lines.clear();
+    EXPECT_EQ(failureOf([&] {
+                  http.lines(get(server.url(QStringLiteral("/stalls")), 0.2),
+                             [&](const HttpResponse&, const QByteArray& line) {
+                                 lines.append(line);
+                                 return true;
+                             });
+              }),
+              HttpError::TimedOut);
+    EXPECT_EQ(lines, QList<QByteArray>{"a"});
+    EXPECT_TRUE(server.waitForClientClose(2));
+}
+
+TEST_F(HttpTest, CancellingStopsTheCallAndClosesTheConnection)
+{
+    server.on("/silent", Reply::silence());
+    std::atomic<bool> cancelled{false};
+    Background call([&] {
+        http.send(get(server.url(QStringLiteral("/silent")), 0), [&] { return cancelled.load(); });
+    });
+    ASSERT_TRUE(server.waitForRequests(1));
+    cancelled = true;
+    EXPECT_EQ(call.failure(), HttpError::Cancelled);
+    EXPECT_TRUE(server.waitForClientClose(1));
+}
+
+TEST_F(HttpTest, CancellingStopsAReadOfAnEndlessBody)
+{
+    server.on("/endless", Reply::stream().line("first").neverEnd());
+    std::atomic<bool> cancelled{false};
+    std::atomic<int> lines{0};
+    Background call([&] {
+        http.lines(
+            get(server.url(QStringLiteral("/endless")), 0),
+            [&](const HttpResponse&, const QByteArray&) {
+                ++lines;
+                return true;
+            },
+            [&] { return cancelled.load(); });
+    });
+    ASSERT_TRUE(server.waitForRequests(1));
+    cancelled = true;
+    EXPECT_EQ(call.failure(), HttpError::Cancelled);
+    EXPECT_TRUE(server.waitForClientClose(1));
+    EXPECT_LE(lines.load(), 1);
+}
+
+TEST_F(HttpTest, ACallCancelledBeforeItStartsSendsNothing)
+{
+    EXPECT_EQ(
+        failureOf([&] { http.send(get(server.url(QStringLiteral("/any"))), [] { return true; }); }),
+        HttpError::Cancelled);
+    EXPECT_EQ(server.connectionsOpened(), 0);
+}
+
+// Calls on several threads at once share nothing: each gets its own answer.
+TEST_F(HttpTest, CallsOnManyThreadsAtOnceEachGetTheirOwnAnswer)
+{
+    server.on("/who", [](const HttpTestServer::Request& request) {
+        return Reply::text(200, request.header("X-Caller")).delay(20ms);
+    });
+    constexpr int kCalls = 8;
+    std::vector<QByteArray> answers(kCalls);
+    std::vector<std::unique_ptr<Background>> calls;
+    for (int i = 0; i < kCalls; ++i) {
+        calls.push_back(std::make_unique<Background>([&, i] {
+            HttpRequest request = get(server.url(QStringLiteral("/who")));
+            request.headers = {{"X-Caller", QByteArray::number(i)}};
+            answers[i] = http.send(request).body;
+        }));
+    }
+    for (auto& call : calls)
+        EXPECT_EQ(call->failure(), std::nullopt);
+    for (int i = 0; i < kCalls; ++i)
+        EXPECT_EQ(answers[i], QByteArray::number(i));
+    EXPECT_EQ(server.requests().size(), kCalls);
+}
+
+} // namespace
