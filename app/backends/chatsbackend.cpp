@@ -3,6 +3,7 @@
 #include "backenderror.h"
 #include "copylink.h"
 
+#include <QDir>
 #include <QFileInfo>
 #include <QRegularExpression>
 #include <unicode/reldatefmt.h>
@@ -61,6 +62,14 @@ qint64 wholeMonths(const QDateTime& from, const QDateTime& to)
     return months;
 }
 
+// "app" for "/work/app" and "/work/app/"; the root stays "/".
+QString lastPathComponent(const QString& path)
+{
+    const QString clean = QDir::cleanPath(path);
+    const QString name = QFileInfo(clean).fileName();
+    return name.isEmpty() ? clean : name;
+}
+
 } // namespace
 
 ChatsBackend::ChatsBackend(BackendInfo info, ChatIndex& index)
@@ -86,7 +95,7 @@ LookupItem ChatsBackend::item(const ChatIndex::Hit& hit)
 {
     QStringList parts{hit.harness};
     if (hit.cwd)
-        parts.append(QFileInfo(*hit.cwd).fileName());
+        parts.append(lastPathComponent(*hit.cwd));
     if (const std::optional<QString> when = relative(hit.timestamp))
         parts.append(*when);
     parts.append(hit.role == QLatin1String("user") ? QStringLiteral("you")

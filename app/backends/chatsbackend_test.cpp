@@ -87,6 +87,9 @@ TEST(ChatsBackendTest, ItemShowsAgentFolderTimeAndSpeaker)
     ASSERT_TRUE(item.url);
     EXPECT_EQ(CopyLink::text(*item.url), QStringLiteral("cd '/work/my-app' && codex resume abc"));
 
+    full.cwd = QStringLiteral("/work/my-app/");
+    EXPECT_EQ(ChatsBackend::item(full).detail, QStringLiteral("Codex · my-app · 2 hr. ago · you"));
+
     ChatIndex::Hit sparse = hit(QString(), std::nullopt, QStringLiteral("sess"));
     sparse.title.clear();
     sparse.role = QStringLiteral("assistant");

@@ -13,7 +13,9 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <string>
+#include <sys/resource.h>
 #include <sys/stat.h>
+#include <thread>
 #include <unistd.h>
 
 namespace {
@@ -27,7 +29,8 @@ constexpr const char* kSchema =
 
 // A pass's connection: under write-ahead logging, NORMAL still keeps every committed file
 // across a crash of the process; the larger page cache keeps the FTS5 segments in memory.
-constexpr const char* kPassPragmas = "PRAGMA synchronous=NORMAL; PRAGMA cache_size=-32768;";
+constexpr const char* kPassPragmas =
+    "PRAGMA synchronous=NORMAL; PRAGMA cache_size=-32768; PRAGMA wal_autocheckpoint=16384;";
 
 constexpr std::int64_t kChunkBytes = 8 * 1024 * 1024;
 constexpr std::int64_t kOverlongLineBytes = 4 * 1024 * 1024;
@@ -40,7 +43,7 @@ struct Ingested {
 class FileDescriptor {
 public:
     explicit FileDescriptor(const QString& path)
-        : m_fd(::open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC))
+        : m_fd(::open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK))
     {
     }
     ~FileDescriptor()
@@ -86,8 +89,10 @@ FileMeta storedMeta(SqliteConnection& db, const QString& path)
 Ingested ingest(SqliteConnection& db, const QString& path, const QString& harness,
                 std::int64_t from, std::int64_t to)
 {
+    // Only regular files (through links): a named pipe would wait for a writer for ever.
     const FileDescriptor file(path);
-    if (file.get() < 0)
+    struct stat info;
+    if (file.get() < 0 || ::fstat(file.get(), &info) != 0 || !S_ISREG(info.st_mode))
         return {};
     ::lseek(file.get(), static_cast<off_t>(from), SEEK_SET);
 
@@ -185,7 +190,9 @@ void collectFiles(const std::string& folder, int depth, std::optional<int> wante
         }
         // Linked folders are not followed (a link may point back up the tree); linked files are.
         if (type == DT_DIR) {
-            collectFiles(path, depth + 1, wanted, into);
+            // Below the wanted depth nothing can match (the agents' subagent transcripts).
+            if (!wanted || depth + 1 < *wanted)
+                collectFiles(path, depth + 1, wanted, into);
             continue;
         }
         if (name.size() <= 6 || !name.ends_with(".jsonl"))
@@ -221,14 +228,12 @@ ChatIndex::ChatIndex(std::optional<QString> path)
 
     SqliteConnection db(m_url, SqliteConnection::Mode::ReadWrite);
     db.execute(kSchema);
-
-    m_background.setMaxThreadCount(4);
-    m_background.setThreadPriority(QThread::LowPriority);
 }
 
 ChatIndex::~ChatIndex()
 {
-    m_background.waitForDone();
+    std::unique_lock lock(m_backgroundLock);
+    m_backgroundIdle.wait(lock, [this] { return m_backgroundRunning == 0; });
 }
 
 QStringList ChatIndex::sessionFiles(const Source& source)
@@ -240,21 +245,32 @@ QStringList ChatIndex::sessionFiles(const Source& source)
 
 void ChatIndex::refreshInBackground(std::function<void(const Stats&)> done)
 {
-    m_background.start([this, done = std::move(done)] {
+    {
+        const std::lock_guard lock(m_backgroundLock);
+        ++m_backgroundRunning;
+    }
+    std::thread([this, done = std::move(done)] {
+        // Background work yields to the user's own: a lower priority for this thread only.
+        ::setpriority(PRIO_PROCESS, static_cast<id_t>(::gettid()), 10);
+        bool run = false;
         {
             const std::lock_guard lock(m_refreshingLock);
-            if (m_refreshing)
-                return;
+            run = !m_refreshing;
             m_refreshing = true;
         }
-        const Stats stats = update();
-        {
-            const std::lock_guard lock(m_refreshingLock);
-            m_refreshing = false;
+        if (run) {
+            const Stats stats = update();
+            {
+                const std::lock_guard lock(m_refreshingLock);
+                m_refreshing = false;
+            }
+            if (done)
+                done(stats);
         }
-        if (done)
-            done(stats);
-    });
+        const std::lock_guard lock(m_backgroundLock);
+        --m_backgroundRunning;
+        m_backgroundIdle.notify_all();
+    }).detach();
 }
 
 ChatIndex::Stats ChatIndex::update(const Progress& progress)
@@ -279,16 +295,23 @@ ChatIndex::Stats ChatIndex::update(const Progress& progress)
     SqliteStatement reset(db,
                           "INSERT OR REPLACE INTO files(path, harness, offset) VALUES(?, ?, 0)");
     Stats stats;
+    bool blocked = false;
     for (const Source& source : m_sources) {
         for (const QString& path : sessionFiles(source)) {
             ++stats.files;
             const std::int64_t size = fileSize(path);
             const auto stored = offsets.constFind(path);
             const std::int64_t known = stored == offsets.constEnd() ? -1 : *stored;
-            if (known == size)
+            if (known == size || blocked)
                 continue;
 
-            db.execute("BEGIN");
+            // Takes the write lock up front. Another process's pass holding it past the busy
+            // time-out would otherwise make every statement of this file wait that long in
+            // turn; instead this pass leaves the remaining files to that one.
+            if (!db.execute("BEGIN IMMEDIATE")) {
+                blocked = true;
+                continue;
+            }
             std::int64_t start = known;
             if (known < 0 || size < known) {
                 // Every message belongs to a file with a row, so a file without one has

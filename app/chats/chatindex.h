@@ -3,7 +3,7 @@
 #include <QList>
 #include <QString>
 #include <QStringList>
-#include <QThreadPool>
+#include <condition_variable>
 #include <cstdint>
 #include <functional>
 #include <mutex>
@@ -107,5 +107,9 @@ private:
     std::mutex m_writeLock; // held for the whole of a pass
     std::mutex m_refreshingLock;
     bool m_refreshing = false; // guarded by m_refreshingLock
-    QThreadPool m_background;
+    // Background requests still running (passes or dropped requests), so the destructor can
+    // wait for them.
+    std::mutex m_backgroundLock;
+    std::condition_variable m_backgroundIdle;
+    int m_backgroundRunning = 0; // guarded by m_backgroundLock
 };

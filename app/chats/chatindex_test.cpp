@@ -2,9 +2,12 @@
 #include "temphome.h"
 
 #include <QDir>
+#include <QDirIterator>
 #include <QFile>
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 #include <string>
+#include <sys/fsuid.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -91,11 +94,18 @@ TEST_F(ChatIndexTest, FindsTranscriptsByAgentAndDepth)
             QFile::encodeName(home.path() + QStringLiteral("/.codex/sessions/loop")).constData()),
         0);
 
+    // A named pipe posing as a transcript is not a file to wait on.
+    ASSERT_EQ(
+        ::mkfifo(QFile::encodeName(home.path() + QStringLiteral("/.codex/sessions/pipe.jsonl"))
+                     .constData(),
+                 0600),
+        0);
+
     const ChatIndex::Stats stats = index->update();
-    EXPECT_EQ(stats.files, 5);
-    EXPECT_EQ(stats.changedFiles, 5);
+    EXPECT_EQ(stats.files, 6);
+    EXPECT_EQ(stats.changedFiles, 6);
     EXPECT_EQ(stats.messages, 5);
-    EXPECT_EQ(index->sessionCount(), 5);
+    EXPECT_EQ(index->sessionCount(), 6);
     QStringList harnesses;
     for (const ChatIndex::Hit& hit : index->search(QStringLiteral("alpha"), 10))
         harnesses.append(hit.harness + QLatin1Char(':') + hit.snippet);
@@ -182,23 +192,56 @@ TEST_F(ChatIndexTest, VanishedAndUnreadableFiles)
     EXPECT_EQ(hitCount(QStringLiteral("via link")), 1);
 }
 
+// Runs `work` on this thread with the file-system rights of an ordinary user when the test
+// runs as root (who can read any file): everything under the home is opened up to that user
+// first, except what the test locks afterwards.
+class OrdinaryUser {
+public:
+    explicit OrdinaryUser(const QString& home) : m_root(::geteuid() == 0)
+    {
+        if (!m_root)
+            return;
+        ::chmod(QFile::encodeName(home).constData(), 0777);
+        QDirIterator it(home, QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot,
+                        QDirIterator::Subdirectories);
+        while (it.hasNext()) {
+            const QString path = it.next();
+            ::chmod(QFile::encodeName(path).constData(), it.fileInfo().isDir() ? 0777 : 0666);
+        }
+    }
+    template <typename Work> auto run(Work work)
+    {
+        if (m_root)
+            ::setfsuid(65534);
+        auto result = work();
+        if (m_root)
+            ::setfsuid(0);
+        return result;
+    }
+
+private:
+    bool m_root;
+};
+
 TEST_F(ChatIndexTest, AnUnreadableFileKeepsItsRowAndIsTriedAgain)
 {
-    if (::geteuid() == 0)
-        GTEST_SKIP() << "root reads every file";
     const QString locked =
         claude(QStringLiteral("locked.jsonl"), bytes(claudeLine("user", "kept")));
     index->update();
     append(locked, bytes(claudeLine("user", "later words")));
+    OrdinaryUser user(home.path());
     ::chmod(QFile::encodeName(locked).constData(), 0);
-    ChatIndex::Stats stats = index->update();
+    ChatIndex::Stats stats = user.run([&] { return index->update(); });
     EXPECT_EQ(stats.changedFiles, 1);
     EXPECT_EQ(stats.messages, 0);
     EXPECT_EQ(hitCount(QStringLiteral("kept")), 1);
-    ::chmod(QFile::encodeName(locked).constData(), 0644);
-    stats = index->update();
+    stats = user.run([&] { return index->update(); });
+    EXPECT_EQ(stats.changedFiles, 1) << "tried again";
+    ::chmod(QFile::encodeName(locked).constData(), 0666);
+    stats = user.run([&] { return index->update(); });
     EXPECT_EQ(stats.messages, 1);
     EXPECT_EQ(hitCount(QStringLiteral("later")), 1);
+    EXPECT_EQ(hitCount(QStringLiteral("kept")), 1);
 }
 
 TEST_F(ChatIndexTest, MessyFilesNeverStopAPass)
@@ -290,6 +333,25 @@ TEST_F(ChatIndexTest, ProgressAfterEveryTwentiethChangedFileAndAtTheEnd)
     EXPECT_EQ(seen[1].changedFiles, 40);
     EXPECT_EQ(seen[2], final);
     EXPECT_EQ(final.changedFiles, 45);
+}
+
+TEST_F(ChatIndexTest, AnotherProcessWritingDefersThePassInsteadOfStallingIt)
+{
+    for (int i = 0; i < 5; ++i)
+        claude(QStringLiteral("f%1.jsonl").arg(i),
+               bytes(claudeLine("user", "deferred " + std::to_string(i))));
+    sqlite3* other = nullptr;
+    ASSERT_EQ(sqlite3_open(QFile::encodeName(index->url()).constData(), &other), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(other, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
+    // The pass waits one busy time-out, then leaves every file for later.
+    ChatIndex::Stats stats = index->update();
+    EXPECT_EQ(stats.files, 5);
+    EXPECT_EQ(stats.changedFiles, 0);
+    sqlite3_exec(other, "ROLLBACK", nullptr, nullptr, nullptr);
+    sqlite3_close(other);
+    stats = index->update();
+    EXPECT_EQ(stats.changedFiles, 5);
+    EXPECT_EQ(hitCount(QStringLiteral("deferred")), 5);
 }
 
 TEST(ChatIndexFailureTest, AnUnusableDatabaseGivesZeroAndNothing)

@@ -4,14 +4,11 @@
 #include <QFile>
 #include <atomic>
 #include <chrono>
-#include <fcntl.h>
 #include <future>
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 #include <string>
-#include <sys/stat.h>
 #include <thread>
-#include <unistd.h>
 
 using namespace std::chrono_literals;
 
@@ -23,33 +20,22 @@ std::string userLine(const std::string& text)
            "\"}}\n";
 }
 
-// A transcript that is a named pipe: a pass that reaches it waits in open(), inside the file's
-// write transaction, until the test opens the other end.
-class Gate {
-public:
-    explicit Gate(const QString& path) : m_path(QFile::encodeName(path))
-    {
-        ::mkfifo(m_path.constData(), 0600);
+// Claude Code transcripts: `files` files of `messages` messages each.
+void writeCorpus(const TempHome& home, const QString& folder, int files, const std::string& word,
+                 int messages = 60)
+{
+    for (int f = 0; f < files; ++f) {
+        std::string contents;
+        for (int m = 0; m < messages; ++m)
+            contents += userLine(word + " message " + std::to_string(m) + " of file " +
+                                 std::to_string(f) + " with some more words to index");
+        home.write(folder + QStringLiteral("/f%1.jsonl").arg(f),
+                   QByteArray::fromStdString(contents));
     }
-    void release()
-    {
-        if (m_released)
-            return;
-        m_released = true;
-        // Without a waiting reader this fails at once instead of blocking.
-        const int fd = ::open(m_path.constData(), O_WRONLY | O_NONBLOCK);
-        if (fd >= 0)
-            ::close(fd);
-        ::unlink(m_path.constData());
-    }
-    ~Gate() { release(); }
+}
 
-private:
-    QByteArray m_path;
-    bool m_released = false;
-};
-
-// True while some connection holds the database's write lock.
+// True while some connection holds the database's write lock, that is while a pass is inside
+// a file's transaction.
 bool writerActive(const QString& db)
 {
     sqlite3* handle = nullptr;
@@ -62,91 +48,66 @@ bool writerActive(const QString& db)
     return busy;
 }
 
-TEST(ChatIndexThreadsTest, SearchesRunDuringABackgroundPassAndRequestsAreDropped)
+TEST(ChatIndexThreadsTest, OnePassAtATimeAndSearchesBesideIt)
 {
     TempHome home;
-    for (int i = 0; i < 30; ++i)
-        home.write(QStringLiteral(".claude/projects/p/a%1.jsonl").arg(i),
-                   QByteArray::fromStdString(userLine("existing words " + std::to_string(i))));
+    writeCorpus(home, QStringLiteral(".claude/projects/old"), 10, "existing", 5);
     auto index = std::make_unique<ChatIndex>();
-    ASSERT_EQ(index->update().messages, 30);
+    ASSERT_EQ(index->update().messages, 50);
+    // Enough new transcripts that the pass takes a while.
+    writeCorpus(home, QStringLiteral(".claude/projects/new"), 150, "fresh", 30);
 
-    // The only changed transcript, so the only write transaction of the next pass.
-    home.write(QStringLiteral(".zenith/agent/sessions/placeholder"), "");
-    Gate gate(home.path() + QStringLiteral("/.zenith/agent/sessions/gate.jsonl"));
     std::atomic<int> firstDone{0};
     std::atomic<int> droppedDone{0};
-    std::atomic<std::int64_t> firstFiles{0};
+    std::atomic<std::int64_t> firstMessages{0};
     index->refreshInBackground([&](const ChatIndex::Stats& stats) {
-        firstFiles = stats.files;
+        firstMessages = stats.messages;
         ++firstDone;
     });
-    while (!writerActive(index->url())) // the pass is inside the gate's transaction
-        std::this_thread::sleep_for(5ms);
+    while (!writerActive(index->url()) && firstDone == 0)
+        std::this_thread::yield();
 
-    // Requests while it runs are dropped; their callbacks never run.
+    // Requests while it runs are dropped: no second pass, and their callbacks never run.
     for (int i = 0; i < 3; ++i)
         index->refreshInBackground([&](const ChatIndex::Stats&) { ++droppedDone; });
-
-    // A pass from another thread waits for the running one.
+    // A pass from another thread waits for the running one, then finds its work done.
     std::future<ChatIndex::Stats> waiting =
         std::async(std::launch::async, [&] { return index->update(); });
 
-    // Readers are not blocked by the writer.
-    for (int i = 0; i < 20; ++i) {
-        EXPECT_EQ(index->search(QStringLiteral("existing"), 8).size(), 8);
-        EXPECT_GE(index->sessionCount(), 30);
+    // Readers see the index as it was at the last commit, and are never refused.
+    std::int64_t lastFresh = 10;
+    int searches = 0;
+    while (firstDone == 0) {
+        EXPECT_EQ(index->search(QStringLiteral("existing"), 8).size(), 8u);
+        const std::int64_t fresh = index->sessionCount();
+        EXPECT_GE(fresh, lastFresh) << "committed transcripts never disappear";
+        lastFresh = fresh;
+        ++searches;
     }
-    std::this_thread::sleep_for(200ms); // time for the dropped requests to be looked at
-    EXPECT_EQ(waiting.wait_for(0s), std::future_status::timeout);
-    EXPECT_EQ(firstDone.load(), 0);
-
-    gate.release();
     const ChatIndex::Stats second = waiting.get();
-    index.reset(); // waits for background work
+    index.reset(); // waits for the background requests
+    EXPECT_GT(searches, 0);
     EXPECT_EQ(firstDone.load(), 1);
     EXPECT_EQ(droppedDone.load(), 0);
-    EXPECT_EQ(firstFiles.load(), 31);
-    EXPECT_EQ(second.changedFiles, 0) << "the second pass found the first one's work done";
+    EXPECT_EQ(firstMessages.load(), 150 * 30);
+    EXPECT_EQ(second.changedFiles, 0);
+    EXPECT_EQ(second.files, 160);
 }
 
-TEST(ChatIndexThreadsTest, ManySearchersBesideOnePass)
+TEST(ChatIndexThreadsTest, RefreshesAfterAPassHasEndedRunAgain)
 {
     TempHome home;
-    std::string contents;
-    for (int i = 0; i < 200; ++i)
-        contents += userLine("common term " + std::to_string(i));
-    for (int f = 0; f < 40; ++f)
-        home.write(QStringLiteral(".codex/sessions/f%1.jsonl").arg(f), "");
-    for (int f = 0; f < 40; ++f)
-        home.write(QStringLiteral(".pi/agent/sessions/f%1.jsonl").arg(f),
-                   QByteArray::fromStdString(
-                       R"({"type":"message","message":{"role":"user","content":"common )" +
-                       std::to_string(f) + "\"}}\n" + contents));
+    writeCorpus(home, QStringLiteral(".claude/projects/a"), 5, "word");
     ChatIndex index;
-    std::atomic<bool> passDone{false};
-    std::atomic<int> failures{0};
-    index.refreshInBackground([&](const ChatIndex::Stats& stats) {
-        if (stats.messages != 40 * 201)
-            ++failures;
-        passDone = true;
-    });
-    std::vector<std::thread> searchers;
-    for (int t = 0; t < 3; ++t) {
-        searchers.emplace_back([&] {
-            std::size_t last = 0;
-            while (!passDone) {
-                const std::size_t now = index.search(QStringLiteral("common"), 100).size();
-                if (now < last) // a reader sees whole transactions only, never fewer files
-                    ++failures;
-                last = now;
-            }
-        });
-    }
-    for (std::thread& searcher : searchers)
-        searcher.join();
-    EXPECT_EQ(failures.load(), 0);
-    EXPECT_EQ(index.search(QStringLiteral("common"), 100).size(), 40);
+    std::promise<ChatIndex::Stats> first;
+    index.refreshInBackground([&](const ChatIndex::Stats& stats) { first.set_value(stats); });
+    EXPECT_EQ(first.get_future().get().messages, 300);
+    writeCorpus(home, QStringLiteral(".claude/projects/b"), 1, "other");
+    std::promise<ChatIndex::Stats> second;
+    index.refreshInBackground([&](const ChatIndex::Stats& stats) { second.set_value(stats); });
+    const ChatIndex::Stats stats = second.get_future().get();
+    EXPECT_EQ(stats.changedFiles, 1);
+    EXPECT_EQ(stats.messages, 60);
 }
 
 } // namespace

@@ -13,16 +13,61 @@
 
 namespace {
 
-// Ranks first and leaves the snippets out: the rows come in the same order as with them, and
-// only the few rows that are kept need a snippet.
+// The search ranks the matching messages first and reads the rest only for the few rows it
+// keeps. Messages are ranked alone: in a database written by this program every message's
+// transcript has a row in `files`, so joining them before ranking would keep the same rows in
+// the same order (ties stay in the order of the messages), only more slowly. Should a message
+// without its transcript's row turn up, the search starts again, ranking the joined rows.
 constexpr const char* kRanked =
-    "SELECT m.rowid, f.harness, coalesce(f.title, ''), f.cwd, coalesce(f.session, ''), m.path, "
-    "m.role, m.ts\n"
-    "FROM msgs m JOIN files f ON f.path = m.path\n"
-    "WHERE msgs MATCH ? ORDER BY bm25(msgs) LIMIT 400";
-
+    "SELECT rowid FROM msgs WHERE msgs MATCH ? ORDER BY bm25(msgs) LIMIT 400";
+constexpr const char* kRankedJoined = "SELECT m.rowid FROM msgs m JOIN files f ON f.path = m.path\n"
+                                      "WHERE msgs MATCH ? ORDER BY bm25(msgs) LIMIT 400";
+constexpr const char* kRow =
+    "SELECT f.harness, coalesce(f.title, ''), f.cwd, coalesce(f.session, ''), m.path, m.role, "
+    "m.ts\n"
+    "FROM msgs m JOIN files f ON f.path = m.path WHERE m.rowid = ?";
 constexpr const char* kSnippet =
     "SELECT snippet(msgs, 0, '', '', '…', 18) FROM msgs WHERE msgs MATCH ? AND rowid = ?";
+
+// Walks the ranked rows, best first, keeping at most `limit` hits: one per transcript, and
+// none with the title and snippet of a better one. False when a ranked message has no
+// transcript row.
+bool collect(SqliteConnection& db, const char* rankedSql, const QString& match, int limit,
+             QList<ChatIndex::Hit>& hits)
+{
+    SqliteStatement ranked(db, rankedSql);
+    SqliteStatement row(db, kRow);
+    SqliteStatement snippet(db, kSnippet);
+    ranked.bind(1, match);
+    snippet.bind(1, match);
+    QSet<QString> paths;
+    QSet<QString> shown;
+    while (hits.size() < limit && ranked.step()) {
+        const std::int64_t rowid = ranked.int64(0);
+        row.bind(1, rowid);
+        const bool found = row.step();
+        ChatIndex::Hit hit;
+        if (found)
+            hit = {row.text(0), row.text(1), row.optionalText(2), row.text(3),
+                   row.text(4), row.text(5), row.text(6),         QString()};
+        row.reset();
+        if (!found)
+            return false;
+        if (paths.contains(hit.path))
+            continue;
+        snippet.bind(2, rowid);
+        if (snippet.step())
+            hit.snippet = snippet.text(0);
+        snippet.reset();
+        const QString titleAndSnippet = hit.title + QChar(0x1F) + hit.snippet;
+        if (shown.contains(titleAndSnippet))
+            continue;
+        paths.insert(hit.path);
+        shown.insert(titleAndSnippet);
+        hits.append(std::move(hit));
+    }
+    return true;
+}
 
 bool isWordCharacter(const QString& text, int32_t start, int32_t end)
 {
@@ -81,29 +126,12 @@ QList<ChatIndex::Hit> ChatIndex::search(const QString& text, int limit) const
     SqliteConnection db(m_url, SqliteConnection::Mode::ReadOnly);
     if (!db.isOpen())
         return {};
-    SqliteStatement ranked(db, kRanked);
-    SqliteStatement snippet(db, kSnippet);
-    ranked.bind(1, match);
-    snippet.bind(1, match);
-
+    // Reading the index through a memory map spares a copy per page.
+    db.execute("PRAGMA mmap_size=1073741824");
     QList<Hit> hits;
-    QSet<QString> paths;
-    QSet<QString> shown;
-    while (hits.size() < limit && ranked.step()) {
-        Hit hit{ranked.text(1), ranked.text(2), ranked.optionalText(3), ranked.text(4),
-                ranked.text(5), ranked.text(6), ranked.text(7),         QString()};
-        if (paths.contains(hit.path))
-            continue;
-        snippet.bind(2, ranked.int64(0));
-        if (snippet.step())
-            hit.snippet = snippet.text(0);
-        snippet.reset();
-        const QString titleAndSnippet = hit.title + QChar(0x1F) + hit.snippet;
-        if (shown.contains(titleAndSnippet))
-            continue;
-        paths.insert(hit.path);
-        shown.insert(titleAndSnippet);
-        hits.append(std::move(hit));
+    if (!collect(db, kRanked, match, limit, hits)) {
+        hits.clear();
+        collect(db, kRankedJoined, match, limit, hits);
     }
     return hits;
 }

@@ -175,14 +175,29 @@ TEST_F(ChatIndexSearchFixture, RankedSearchGivesTheRowsOfTheSingleStatement)
         write(QStringLiteral("f%1.jsonl").arg(f), contents);
     }
     index->update();
-    for (const char* query :
-         {"index", "cache", "index cache", "widget panel thread", "token", "repeated", "nothing"}) {
-        for (int limit : {1, 8, 50, 500}) {
-            const QList<ChatIndex::Hit> ours = index->search(QString::fromUtf8(query), limit);
-            EXPECT_EQ(ours, referenceSearch(index->url(), QString::fromUtf8(query), limit))
-                << query << " limit " << limit;
+    auto compare = [&](const char* when) {
+        for (const char* query : {"index", "cache", "index cache", "widget panel thread", "token",
+                                  "repeated", "nothing"}) {
+            for (int limit : {1, 8, 50, 500}) {
+                const QList<ChatIndex::Hit> ours = index->search(QString::fromUtf8(query), limit);
+                EXPECT_EQ(ours, referenceSearch(index->url(), QString::fromUtf8(query), limit))
+                    << when << ": " << query << " limit " << limit;
+            }
         }
-    }
+    };
+    compare("every message with its transcript");
+
+    // Messages whose transcript has no row (not written by a pass) drop out of the join.
+    sqlite3* db = nullptr;
+    ASSERT_EQ(sqlite3_open(QFile::encodeName(index->url()).constData(), &db), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(db,
+                           "INSERT INTO msgs(text, role, path, ts) VALUES"
+                           "('index index index cache', 'user', '/nowhere/a.jsonl', ''),"
+                           "('token', 'user', '/nowhere/b.jsonl', '')",
+                           nullptr, nullptr, nullptr),
+              SQLITE_OK);
+    sqlite3_close(db);
+    compare("with orphaned messages");
 }
 
 } // namespace

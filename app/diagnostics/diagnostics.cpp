@@ -2,6 +2,7 @@
 
 #include "arguments.h"
 #include "indexoperations.h"
+#include "keyoperation.h"
 #include "preferences.h"
 #include "settingsoperations.h"
 #include "xdgpaths.h"
@@ -33,6 +34,13 @@ const QList<Operation>& operations()
          Kind::Setting,
          QStringLiteral("set the address of the Shelfwise library"),
          standard(&SettingsOperations::setShelfwiseUrl)},
+        {QStringLiteral("--set-key"),
+         {QStringLiteral("account")},
+         false,
+         Kind::Headless,
+         QStringLiteral(
+             "store the key in $LOOKUP_KEY for ACCOUNT in the keyring (unset: delete it)"),
+         KeyOperation::run},
         {QStringLiteral("--recall-model"),
          {QStringLiteral("model")},
          false,

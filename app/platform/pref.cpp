@@ -16,6 +16,8 @@ QVariantMap defaults()
         {QStringLiteral("backend.recall"), true},
         {QStringLiteral("recall.model"), QStringLiteral("onDevice")},
         {QStringLiteral("backend.shelfwise.url"), QStringLiteral("http://localhost:3010")},
+        {QStringLiteral("localModel.baseURL"), QStringLiteral("http://127.0.0.1:11434/v1")},
+        {QStringLiteral("localModel.name"), QStringLiteral("llama3.2")},
         {QStringLiteral("backend.wikipedia.url"), QStringLiteral("https://en.wikipedia.org")},
     };
 }

@@ -8,7 +8,7 @@ class Preferences;
 // The program's preference keys and their registered defaults.
 namespace Pref {
 
-// The ten keys every part of the program may read, with their defaults.
+// The keys every part of the program may read, with their defaults.
 QVariantMap defaults();
 // Registers defaults() on the store (the standard one unless told otherwise).
 void registerDefaults(Preferences& preferences);

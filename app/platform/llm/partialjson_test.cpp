@@ -1,0 +1,153 @@
+#include "generatedcontent.h"
+#include "partialjson.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <gtest/gtest.h>
+
+namespace {
+
+QJsonValue json(const char* text)
+{
+    QJsonParseError error;
+    const QJsonDocument document =
+        QJsonDocument::fromJson(QByteArray("[") + text + QByteArray("]"), &error);
+    EXPECT_EQ(error.error, QJsonParseError::NoError) << text;
+    return document.array().at(0);
+}
+
+std::optional<QJsonValue> partial(const QByteArray& text)
+{
+    return PartialJson::parse(text).value;
+}
+
+// True when `part` shows nothing that `whole` does not hold: strings are prefixes, arrays hold
+// a prefix of the elements (all but the last whole), objects a subset of the members.
+bool isReceivedPart(const QJsonValue& part, const QJsonValue& whole)
+{
+    if (part.isString())
+        return whole.isString() && whole.toString().startsWith(part.toString());
+    if (part.isArray()) {
+        if (!whole.isArray())
+            return false;
+        const QJsonArray a = part.toArray(), b = whole.toArray();
+        if (a.size() > b.size())
+            return false;
+        for (qsizetype i = 0; i < a.size(); ++i) {
+            const bool last = i == a.size() - 1;
+            if (last ? !isReceivedPart(a[i], b[i]) : a[i] != b[i])
+                return false;
+        }
+        return true;
+    }
+    if (part.isObject()) {
+        if (!whole.isObject())
+            return false;
+        const QJsonObject a = part.toObject(), b = whole.toObject();
+        for (auto it = a.begin(); it != a.end(); ++it) {
+            if (!b.contains(it.key()) || !isReceivedPart(it.value(), b.value(it.key())))
+                return false;
+        }
+        return true;
+    }
+    return part == whole;
+}
+
+// Answers as a model writes them: escapes, \u sequences with a surrogate pair, raw multibyte
+// text, nested arrays and objects, numbers of every form.
+const QByteArray answers[] = {
+    R"({"partOfSpeech": "noun", "meaning": "A \"quoted\" thing,\nsaid \u00e9t\u00e9 \ud83d\ude00 — ünïcode 中文 😀", "synonyms": ["item", "object", "thing"]})",
+    R"({"scores":[[1,-2.5,3e2],[],[0.125,10E-1]],"ok":true,"none":null,"path":"a\\b\/c\t","deep":{"a":{"b":[{"c":"d"}]}},"last":-0})",
+    R"([ {"id": 12345, "tags": ["a", "b"]}, "€ and 中文", -0.5e-3, false, [] ])",
+};
+
+TEST(PartialJsonTest, EveryCutOfARealAnswerShowsOnlyWhatWasReceived)
+{
+    for (const QByteArray& answer : answers) {
+        const QJsonValue whole = json(answer.constData());
+        std::optional<QJsonValue> previous;
+        for (qsizetype cut = 0; cut <= answer.size(); ++cut) {
+            const PartialJson::Result read = PartialJson::parse(answer.first(cut));
+            SCOPED_TRACE(answer.first(cut).toStdString());
+            if (read.value) {
+                EXPECT_TRUE(isReceivedPart(*read.value, whole))
+                    << QJsonDocument(QJsonArray{*read.value}).toJson().toStdString();
+                // Growing text never takes back what was shown.
+                if (previous)
+                    EXPECT_TRUE(isReceivedPart(*previous, *read.value));
+                previous = read.value;
+            } else {
+                EXPECT_FALSE(previous.has_value()) << "a value shown earlier vanished";
+            }
+            EXPECT_EQ(read.isComplete, cut == answer.size());
+        }
+        const PartialJson::Result last = PartialJson::parse(answer, true);
+        EXPECT_TRUE(last.isComplete);
+        EXPECT_EQ(last.value, whole);
+    }
+}
+
+TEST(PartialJsonTest, UnfinishedPiecesAreCutBackAndOpenContainersClosed)
+{
+    EXPECT_EQ(partial(R"({"a": "hel)"), json(R"({"a": "hel"})"));
+    EXPECT_EQ(partial(R"({"a": "x\)"), json(R"({"a": "x"})"));
+    EXPECT_EQ(partial(R"({"a": "x\u00)"), json(R"({"a": "x"})"));
+    EXPECT_EQ(partial(R"({"a": "x\ud83d)"), json(R"({"a": "x"})")) << "half a surrogate pair";
+    EXPECT_EQ(partial(R"({"a": "x\ud83d\ude0)"), json(R"({"a": "x"})"));
+    EXPECT_EQ(partial("{\"a\": \"caf\xC3"), json(R"({"a": "caf"})")) << "half a UTF-8 sequence";
+    EXPECT_EQ(partial(R"({"n": 12)"), json("{}")) << "the number may go on";
+    EXPECT_EQ(partial(R"({"n": 12, )"), json(R"({"n": 12})"));
+    EXPECT_EQ(partial(R"({"n": -)"), json("{}"));
+    EXPECT_EQ(partial(R"({"k)"), json("{}")) << "dangling key";
+    EXPECT_EQ(partial(R"({"k":)"), json("{}"));
+    EXPECT_EQ(partial(R"({"k": tr)"), json("{}"));
+    EXPECT_EQ(partial(R"([1, [2, ["x)"), json(R"([1, [2, ["x"]]])"));
+    EXPECT_EQ(partial(R"({"a": {"b": [)"), json(R"({"a": {"b": []}})"));
+    EXPECT_EQ(partial(R"({"a": [], "b": {}})"), json(R"({"a": [], "b": {}})"));
+    EXPECT_FALSE(partial("").has_value());
+    EXPECT_FALSE(partial("  \n").has_value());
+    EXPECT_FALSE(partial("42").has_value());
+    EXPECT_EQ(PartialJson::parse("42", true).value, QJsonValue(42));
+    EXPECT_TRUE(PartialJson::parse("42", true).isComplete);
+}
+
+TEST(PartialJsonTest, TextThatIsNotJsonStopsTheReadingWithoutFailing)
+{
+    EXPECT_FALSE(partial("hello").has_value());
+    EXPECT_EQ(partial(R"({"a": 1, "b": @, "c": 2})"), json(R"({"a": 1})"));
+    EXPECT_EQ(partial(R"({"a": "x\q", "b": 1})"), json(R"({"a": "x"})"));
+    EXPECT_EQ(partial(R"({"a": 1 "b": 2})"), json(R"({"a": 1})"));
+    EXPECT_EQ(partial(R"({"a": 01})"), json("{}"));
+    EXPECT_EQ(partial(R"([1.})"), json("[]"));
+    EXPECT_FALSE(PartialJson::parse(R"({"a": 1 "b": 2})", true).isComplete);
+    EXPECT_EQ(partial(QByteArray(100000, '[')).value_or(QJsonValue()).isArray(), true)
+        << "deep nesting is cut, not a crash";
+}
+
+TEST(PartialJsonTest, FencedAndLenientAnswersAreRead)
+{
+    EXPECT_EQ(partial("```json\n{\"a\": \"b\"}\n```"), json(R"({"a": "b"})"));
+    EXPECT_EQ(partial("{\"a\": \"two\nlines\"}"), QJsonValue(QJsonObject{{"a", "two\nlines"}}))
+        << "a raw line feed inside a string is kept";
+}
+
+TEST(GeneratedContentTest, KeepsTheTextItWasReadFromAndWritesScalarsAlone)
+{
+    const QString text = QStringLiteral(R"({ "query" : "force  click" })");
+    const GeneratedContent content = GeneratedContent::fromJson(text);
+    EXPECT_EQ(content.jsonString(), text);
+    EXPECT_EQ(content.string(QStringLiteral("query")), QStringLiteral("force  click"));
+    EXPECT_FALSE(content.strings(QStringLiteral("query")).has_value());
+    EXPECT_TRUE(content.isComplete());
+    EXPECT_FALSE(GeneratedContent::fromJson(QStringLiteral(R"({"q": "x)")).isComplete());
+
+    EXPECT_EQ(GeneratedContent(QJsonValue(QStringLiteral("a\"b"))).jsonString(),
+              QStringLiteral(R"("a\"b")"));
+    EXPECT_EQ(GeneratedContent(QJsonValue(2.5)).jsonString(), QStringLiteral("2.5"));
+    EXPECT_EQ(GeneratedContent(QJsonObject{{"b", 1}, {"a", QJsonArray{"x"}}}).jsonString(),
+              QStringLiteral(R"({"a":["x"],"b":1})"));
+    EXPECT_EQ(GeneratedContent().jsonString(), QStringLiteral("null"));
+}
+
+} // namespace

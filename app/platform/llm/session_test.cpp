@@ -1,0 +1,396 @@
+#include "executor.h"
+#include "generationerror.h"
+#include "session.h"
+
+#include <QJsonArray>
+#include <QJsonObject>
+#include <QSemaphore>
+#include <QThread>
+#include <atomic>
+#include <gtest/gtest.h>
+#include <mutex>
+#include <stdexcept>
+
+namespace {
+
+using Kind = Transcript::Entry::Kind;
+
+// Plays back scripted turns and keeps every request it was given. A turn past the end of the
+// script repeats the last one.
+class ScriptedExecutor : public Executor {
+public:
+    using Turn = std::function<void(GenerationChannel&)>;
+
+    static Turn events(QList<GenerationEvent> events)
+    {
+        return [events](GenerationChannel& channel) {
+            for (const GenerationEvent& event : events)
+                channel.send(event);
+        };
+    }
+
+    explicit ScriptedExecutor(QList<Turn> turns) : m_turns(std::move(turns)) {}
+
+    void respond(const GenerationRequest& request, const LanguageModel&,
+                 GenerationChannel& channel) const override
+    {
+        Turn turn;
+        {
+            std::lock_guard lock(m_mutex);
+            m_requests.append(request);
+            turn = m_turns[std::min(m_requests.size(), m_turns.size()) - 1];
+        }
+        turn(channel);
+    }
+
+    QList<GenerationRequest> requests() const
+    {
+        std::lock_guard lock(m_mutex);
+        return m_requests;
+    }
+
+private:
+    QList<Turn> m_turns;
+    mutable std::mutex m_mutex;
+    mutable QList<GenerationRequest> m_requests;
+};
+
+class ScriptedModel : public LanguageModel {
+public:
+    explicit ScriptedModel(std::shared_ptr<ScriptedExecutor> executor,
+                           QList<Capability> capabilities = {Capability::ToolCalling,
+                                                             Capability::GuidedGeneration})
+        : m_executor(std::move(executor)), m_capabilities(std::move(capabilities))
+    {
+    }
+    QList<Capability> capabilities() const override { return m_capabilities; }
+    std::shared_ptr<const Executor> executor() const override { return m_executor; }
+
+private:
+    std::shared_ptr<ScriptedExecutor> m_executor;
+    QList<Capability> m_capabilities;
+};
+
+// A search tool whose answer and behaviour the test decides; counts and keeps its calls.
+class ProbeTool : public Tool {
+public:
+    using Body = std::function<QString(const GeneratedContent&, const CancelCheck&)>;
+    ProbeTool(QString name, Body body) : m_name(std::move(name)), m_body(std::move(body)) {}
+
+    QString name() const override { return m_name; }
+    QString description() const override { return QStringLiteral("Searches for ") + m_name; }
+    GenerationSchema parameters() const override
+    {
+        return GenerationSchema::object(
+            QStringLiteral("Arguments"), std::nullopt,
+            {{QStringLiteral("query"), QStringLiteral("What to look for"),
+              GenerationSchema::stringType()}});
+    }
+    QString call(const GeneratedContent& arguments, const CancelCheck& isCanceled) const override
+    {
+        ++calls;
+        return m_body(arguments, isCanceled);
+    }
+
+    mutable std::atomic<int> calls = 0;
+
+private:
+    QString m_name;
+    Body m_body;
+};
+
+struct Fixture {
+    explicit Fixture(QList<ScriptedExecutor::Turn> turns,
+                     QList<std::shared_ptr<const Tool>> tools = {})
+        : executor(std::make_shared<ScriptedExecutor>(std::move(turns))),
+          session(std::make_shared<ScriptedModel>(executor), std::move(tools),
+                  QStringLiteral("Be brief."))
+    {
+    }
+    std::shared_ptr<ScriptedExecutor> executor;
+    Session session;
+};
+
+GenerationEvent text(const char* piece)
+{
+    return GenerationEvent::response(QString::fromUtf8(piece));
+}
+
+GenerationEvent call(const char* id, const char* name, const char* piece)
+{
+    return GenerationEvent::toolCall(QString::fromUtf8(id), QString::fromUtf8(name),
+                                     QString::fromUtf8(piece));
+}
+
+std::shared_ptr<ProbeTool> echoTool(const char* name = "searchChats")
+{
+    return std::make_shared<ProbeTool>(
+        QString::fromUtf8(name), [](const GeneratedContent& arguments, const CancelCheck&) {
+            return QStringLiteral("found ") +
+                   arguments.string(QStringLiteral("query")).value_or("?");
+        });
+}
+
+TEST(SessionTest, TextSnapshotsCarryTheWholeAnswerSoFar)
+{
+    Fixture f({ScriptedExecutor::events({text("Hel"), text("lo"), text(" wörld")})});
+    QStringList snapshots;
+    const QString answer = f.session.streamResponse(QStringLiteral("Say hello"), {},
+                                                    [&](const QString& s) { snapshots.append(s); });
+
+    EXPECT_EQ(answer, QStringLiteral("Hello wörld"));
+    EXPECT_EQ(snapshots, QStringList({"Hel", "Hello", "Hello wörld"}));
+    const auto requests = f.executor->requests();
+    ASSERT_EQ(requests.size(), 1);
+    ASSERT_EQ(requests[0].transcript.size(), 2);
+    EXPECT_EQ(requests[0].transcript[0].kind, Kind::Instructions);
+    EXPECT_EQ(requests[0].transcript[0].segments[0].text, QStringLiteral("Be brief."));
+    EXPECT_EQ(requests[0].transcript[1].kind, Kind::Prompt);
+    EXPECT_EQ(requests[0].transcript[1].segments[0].text, QStringLiteral("Say hello"));
+    EXPECT_TRUE(requests[0].enabledToolDefinitions.isEmpty());
+    EXPECT_FALSE(requests[0].schema.has_value());
+    // The answer joins the conversation, so a follow-up request carries it.
+    ASSERT_EQ(f.session.transcript().size(), 3);
+    EXPECT_EQ(f.session.transcript()[2].kind, Kind::Response);
+    EXPECT_EQ(f.session.transcript()[2].segments[0].text, answer);
+}
+
+TEST(SessionTest, AModelThatCannotCallToolsIsOfferedNone)
+{
+    auto executor = std::make_shared<ScriptedExecutor>(
+        QList<ScriptedExecutor::Turn>{ScriptedExecutor::events({text("plain")})});
+    Session session(std::make_shared<ScriptedModel>(
+                        executor, QList{LanguageModel::Capability::GuidedGeneration}),
+                    {echoTool()}, QStringLiteral("Be brief."));
+    EXPECT_EQ(session.streamResponse(QStringLiteral("q"), {}, {}), QStringLiteral("plain"));
+    EXPECT_TRUE(executor->requests().at(0).enabledToolDefinitions.isEmpty());
+    EXPECT_EQ(session.transcript()[0].toolDefinitions.size(), 1)
+        << "still listed with the instructions";
+}
+
+TEST(SessionTest, AToolCallIsRunAndItsOutputSentBackUnderTheCallsId)
+{
+    auto tool = echoTool();
+    Fixture f({ScriptedExecutor::events({text("Let me look."), call("call_1", "searchChats", ""),
+                                         call("call_1", "searchChats", R"({"que)"),
+                                         call("call_1", "searchChats", R"(ry": "drift"})")}),
+               ScriptedExecutor::events({text("You met "), text("drift twice.")})},
+              {tool});
+    QStringList snapshots;
+    GenerationOptions options;
+    options.temperature = 0.25;
+    const QString answer = f.session.streamResponse(QStringLiteral("What is drift?"), options,
+                                                    [&](const QString& s) { snapshots.append(s); });
+
+    EXPECT_EQ(answer, QStringLiteral("You met drift twice."));
+    EXPECT_EQ(snapshots.last(), answer);
+    EXPECT_EQ(tool->calls, 1);
+    const auto requests = f.executor->requests();
+    ASSERT_EQ(requests.size(), 2);
+    ASSERT_EQ(requests[0].enabledToolDefinitions.size(), 1);
+    EXPECT_EQ(requests[0].enabledToolDefinitions[0].name, QStringLiteral("searchChats"));
+    EXPECT_EQ(requests[1].generationOptions, options);
+
+    const Transcript& second = requests[1].transcript;
+    ASSERT_EQ(second.size(), 5);
+    EXPECT_EQ(second[2].kind, Kind::Response) << "text before the calls is kept";
+    EXPECT_EQ(second[2].segments[0].text, QStringLiteral("Let me look."));
+    ASSERT_EQ(second[3].kind, Kind::ToolCalls);
+    ASSERT_EQ(second[3].calls.size(), 1);
+    EXPECT_EQ(second[3].calls[0].id, QStringLiteral("call_1"));
+    EXPECT_EQ(second[3].calls[0].arguments.jsonString(), QStringLiteral(R"({"query": "drift"})"));
+    EXPECT_EQ(second[4].kind, Kind::ToolOutput);
+    EXPECT_EQ(second[4].id, QStringLiteral("call_1"));
+    EXPECT_EQ(second[4].segments[0].text, QStringLiteral("found drift"));
+}
+
+TEST(SessionTest, CallsOfOneTurnRunAtOnceAndAnswerInCallOrder)
+{
+    // Each call waits until the other has started: run one after the other, they would stall.
+    QSemaphore started;
+    auto waiting = [&](const char* name) {
+        return std::make_shared<ProbeTool>(
+            QString::fromUtf8(name), [&started, name](const GeneratedContent&, const CancelCheck&) {
+                started.release();
+                const bool both = started.tryAcquire(2, 20000);
+                started.release(2);
+                return both ? QString::fromUtf8(name) + QStringLiteral(" done")
+                            : QStringLiteral("ran alone");
+            });
+    };
+    Fixture f({ScriptedExecutor::events({call("a", "searchLibrary", R"({"query":"x"})"),
+                                         call("b", "searchChats", R"({"query":"y"})")}),
+               ScriptedExecutor::events({text("ok")})},
+              {waiting("searchChats"), waiting("searchLibrary")});
+    f.session.streamResponse(QStringLiteral("q"), {}, {});
+
+    const Transcript& second = f.executor->requests().at(1).transcript;
+    ASSERT_EQ(second.size(), 5);
+    ASSERT_EQ(second[2].calls.size(), 2);
+    EXPECT_EQ(second[2].calls[0].toolName, QStringLiteral("searchLibrary"));
+    EXPECT_EQ(second[2].calls[1].toolName, QStringLiteral("searchChats"));
+    EXPECT_EQ(second[2].calls[0].arguments.jsonString(), QStringLiteral(R"({"query":"x"})"));
+    EXPECT_EQ(second[2].calls[1].arguments.jsonString(), QStringLiteral(R"({"query":"y"})"));
+    EXPECT_EQ(second[3].id, QStringLiteral("a"));
+    EXPECT_EQ(second[3].segments[0].text, QStringLiteral("searchLibrary done"));
+    EXPECT_EQ(second[4].id, QStringLiteral("b"));
+    EXPECT_EQ(second[4].segments[0].text, QStringLiteral("searchChats done"));
+}
+
+TEST(SessionTest, AnUnknownToolGetsAnErrorTextAndTheLoopGoesOn)
+{
+    Fixture f({ScriptedExecutor::events({call("c1", "searchWeb", R"({"query":"x"})")}),
+               ScriptedExecutor::events({text("Sorry.")})},
+              {echoTool()});
+    EXPECT_EQ(f.session.streamResponse(QStringLiteral("q"), {}, {}), QStringLiteral("Sorry."));
+    const Transcript& second = f.executor->requests().at(1).transcript;
+    const Transcript::Entry& output = second[second.size() - 1];
+    EXPECT_EQ(output.kind, Kind::ToolOutput);
+    EXPECT_EQ(output.id, QStringLiteral("c1"));
+    EXPECT_EQ(output.segments[0].text,
+              QStringLiteral(
+                  R"(Error: there is no tool named "searchWeb". The tools are: searchChats.)"));
+}
+
+TEST(SessionTest, AModelThatNeverStopsCallingToolsIsStoppedAfterEightRounds)
+{
+    auto tool = echoTool();
+    Fixture f({ScriptedExecutor::events({call("again", "searchChats", R"({"query":"x"})")})},
+              {tool});
+    try {
+        f.session.streamResponse(QStringLiteral("q"), {}, {});
+        FAIL() << "the loop did not end";
+    } catch (const GenerationError& error) {
+        EXPECT_EQ(error.kind(), GenerationError::Kind::ExceededToolRounds);
+        EXPECT_EQ(error.localizedDescription(),
+                  QStringLiteral("The model kept calling tools; stopped after 8 rounds"));
+    }
+    EXPECT_EQ(tool->calls, 8);
+    EXPECT_EQ(f.executor->requests().size(), 9);
+}
+
+TEST(SessionTest, FailuresOfToolsAndExecutorsEndTheResponseWithTheirOwnError)
+{
+    auto failing = std::make_shared<ProbeTool>(
+        QStringLiteral("searchChats"), [](const GeneratedContent&, const CancelCheck&) -> QString {
+            throw std::runtime_error("index gone");
+        });
+    auto slow = echoTool("searchLibrary");
+    Fixture f({ScriptedExecutor::events(
+                  {call("1", "searchChats", "{}"), call("2", "searchLibrary", "{}")})},
+              {failing, slow});
+    EXPECT_THROW(f.session.streamResponse(QStringLiteral("q"), {}, {}), std::runtime_error);
+    EXPECT_EQ(slow->calls, 1) << "the other call of the turn still ran to its end";
+    EXPECT_EQ(f.executor->requests().size(), 1);
+
+    Fixture g({[](GenerationChannel& channel) {
+        channel.send(text("par"));
+        throw std::runtime_error("connection lost");
+    }});
+    QStringList snapshots;
+    EXPECT_THROW(g.session.streamResponse(QStringLiteral("q"), {},
+                                          [&](const QString& s) { snapshots.append(s); }),
+                 std::runtime_error);
+    EXPECT_EQ(snapshots, QStringList{"par"});
+}
+
+TEST(SessionTest, CancellingStopsRunningToolsAndTheLoop)
+{
+    std::atomic<bool> canceled = false;
+    auto tool = std::make_shared<ProbeTool>(
+        QStringLiteral("searchChats"), [&](const GeneratedContent&, const CancelCheck& isCanceled) {
+            canceled = true; // the consumer lets go while the tool runs
+            while (!isCanceled())
+                QThread::msleep(1);
+            return QStringLiteral("stopped");
+        });
+    Fixture f({ScriptedExecutor::events({call("1", "searchChats", "{}")}),
+               ScriptedExecutor::events({text("never asked")})},
+              {tool});
+    try {
+        f.session.streamResponse(QStringLiteral("q"), {}, {}, [&] { return canceled.load(); });
+        FAIL() << "a cancelled response returned normally";
+    } catch (const GenerationError& error) {
+        EXPECT_EQ(error.kind(), GenerationError::Kind::Cancelled);
+    }
+    EXPECT_EQ(f.executor->requests().size(), 1);
+
+    // An executor sees the cancellation through its channel.
+    std::atomic<bool> stop = false;
+    Fixture g({[&](GenerationChannel& channel) {
+        channel.send(text("a"));
+        stop = true;
+        if (channel.isCanceled())
+            return;
+        channel.send(text("b"));
+    }});
+    QStringList snapshots;
+    EXPECT_THROW(g.session.streamResponse(
+                     QStringLiteral("q"), {}, [&](const QString& s) { snapshots.append(s); },
+                     [&] { return stop.load(); }),
+                 GenerationError);
+    EXPECT_EQ(snapshots, QStringList{"a"});
+}
+
+GenerationSchema glossSchema()
+{
+    return GenerationSchema::object(
+        QStringLiteral("Gloss"), std::nullopt,
+        {{QStringLiteral("partOfSpeech"), QStringLiteral("Part of speech"),
+          GenerationSchema::stringType()},
+         {QStringLiteral("synonyms"), QStringLiteral("Synonyms"),
+          GenerationSchema::arrayOf(GenerationSchema::stringType())}});
+}
+
+TEST(SessionTest, StructuredAnswersStreamAsPartialContent)
+{
+    Fixture f(
+        {ScriptedExecutor::events({text(R"({"partOf)"), text(R"(Speech": "no)"),
+                                   text(R"(un", "synonyms": ["thing", "it)"), text(R"(em"]})")})});
+    QList<QJsonValue> snapshots;
+    const GeneratedContent content = f.session.streamResponse(
+        QStringLiteral("WORD: x"), glossSchema(), true, {},
+        [&](const GeneratedContent& partial) { snapshots.append(partial.value()); });
+
+    EXPECT_TRUE(content.isComplete());
+    EXPECT_EQ(content.string(QStringLiteral("partOfSpeech")), QStringLiteral("noun"));
+    EXPECT_EQ(content.strings(QStringLiteral("synonyms")), QStringList({"thing", "item"}));
+    ASSERT_EQ(snapshots.size(), 4);
+    EXPECT_EQ(snapshots[0], QJsonObject());
+    EXPECT_EQ(snapshots[1], QJsonObject({{"partOfSpeech", "no"}}));
+    EXPECT_EQ(snapshots[2],
+              QJsonObject({{"partOfSpeech", "noun"}, {"synonyms", QJsonArray{"thing", "it"}}}));
+    EXPECT_EQ(snapshots[3], content.value());
+
+    const GenerationRequest request = f.executor->requests().at(0);
+    EXPECT_EQ(request.schema, glossSchema());
+    const Transcript::Entry& prompt = request.transcript[1];
+    EXPECT_EQ(prompt.responseFormat, glossSchema());
+    ASSERT_EQ(prompt.segments.size(), 2) << "the schema is spelled out in the prompt";
+    EXPECT_TRUE(prompt.segments[1].text.contains(QStringLiteral(R"("partOfSpeech")")));
+    EXPECT_EQ(f.session.transcript()[2].segments[0].kind, Transcript::Segment::Kind::Structure);
+
+    Fixture cut({ScriptedExecutor::events({text(R"({"partOfSpeech": "no)")})});
+    try {
+        cut.session.streamResponse(QStringLiteral("WORD: x"), glossSchema(), false, {}, {});
+        FAIL() << "an unfinished answer was taken as whole";
+    } catch (const GenerationError& error) {
+        EXPECT_EQ(error.kind(), GenerationError::Kind::DecodingFailure);
+    }
+    EXPECT_EQ(cut.executor->requests().at(0).transcript[1].segments.size(), 1);
+}
+
+TEST(GenerationSchemaTest, AnObjectSchemaListsItsPropertiesAsRequired)
+{
+    const QJsonObject json = glossSchema().json();
+    EXPECT_EQ(json.value("type"), QStringLiteral("object"));
+    EXPECT_EQ(json.value("title"), QStringLiteral("Gloss"));
+    EXPECT_FALSE(json.contains("description"));
+    EXPECT_EQ(json.value("required"), QJsonArray({"partOfSpeech", "synonyms"}));
+    EXPECT_EQ(json.value("properties").toObject().value("synonyms"),
+              QJsonObject({{"type", "array"},
+                           {"items", QJsonObject{{"type", "string"}}},
+                           {"description", "Synonyms"}}));
+}
+
+} // namespace

@@ -1,0 +1,179 @@
+#include "chatcompletionsserver.h"
+#include "generationerror.h"
+#include "openaicompatiblemodel.h"
+#include "searcharguments.h"
+#include "session.h"
+
+#include <QJsonArray>
+#include <QMutex>
+#include <QScopeGuard>
+#include <QThread>
+#include <atomic>
+#include <gtest/gtest.h>
+#include <thread>
+
+using Server = ChatCompletionsServer;
+
+namespace {
+
+// A search tool over a fixed answer; keeps the queries it was asked.
+class SearchTool : public Tool {
+public:
+    explicit SearchTool(QString name) : m_name(std::move(name)) {}
+    QString name() const override { return m_name; }
+    QString description() const override { return QStringLiteral("Search ") + m_name; }
+    GenerationSchema parameters() const override { return SearchArguments::generationSchema(); }
+    QString call(const GeneratedContent& arguments, const CancelCheck&) const override
+    {
+        const auto parsed = SearchArguments::from(arguments);
+        QMutexLocker lock(&m_mutex);
+        m_queries.append(parsed ? parsed->query : QStringLiteral("?"));
+        return m_name + QStringLiteral(" found “") + (parsed ? parsed->query : QString()) +
+               QStringLiteral("”");
+    }
+    QStringList queries() const
+    {
+        QMutexLocker lock(&m_mutex);
+        return m_queries;
+    }
+
+private:
+    QString m_name;
+    mutable QMutex m_mutex;
+    mutable QStringList m_queries;
+};
+
+class ToolLoopTest : public ::testing::Test {
+protected:
+    Session session()
+    {
+        return Session(std::make_shared<OpenAICompatibleModel>(
+                           server.baseURL(), QStringLiteral("m"), QStringLiteral("k")),
+                       {chats, library}, QStringLiteral("Use the tools."));
+    }
+    Server server;
+    std::shared_ptr<SearchTool> chats = std::make_shared<SearchTool>(QStringLiteral("searchChats"));
+    std::shared_ptr<SearchTool> library =
+        std::make_shared<SearchTool>(QStringLiteral("searchLibrary"));
+};
+
+TEST_F(ToolLoopTest, AToolsOutputGoesBackUnderItsCallIdAndTheAnswerStreamsAsSnapshots)
+{
+    server.script({Server::toolCall(QStringLiteral("call_7"), QStringLiteral("searchChats"),
+                                    QStringLiteral(R"({"query": "drift"})")),
+                   Server::answer({QStringLiteral("You "), QStringLiteral("met drift.")})});
+    Session s = session();
+    QStringList snapshots;
+    const QString answer = s.streamResponse(QStringLiteral("What is drift?"), {},
+                                            [&](const QString& text) { snapshots.append(text); });
+    EXPECT_EQ(answer, QStringLiteral("You met drift."));
+    EXPECT_EQ(snapshots, QStringList({"You ", "You met drift."}));
+    EXPECT_EQ(chats->queries(), QStringList{"drift"});
+
+    const auto requests = server.chatRequests();
+    ASSERT_EQ(requests.size(), 2);
+    const QJsonArray first = requests[0].value("messages").toArray();
+    ASSERT_EQ(first.size(), 2);
+    EXPECT_EQ(requests[0].value("tools").toArray().size(), 2);
+    EXPECT_EQ(requests[0].value(
+                  "tools")[0]["function"]["parameters"]["properties"]["query"]["description"],
+              QStringLiteral("The word or short phrase to search for"));
+
+    const QJsonArray second = requests[1].value("messages").toArray();
+    ASSERT_EQ(second.size(), 4);
+    EXPECT_EQ(
+        second[2].toObject(),
+        QJsonObject({{"role", "assistant"},
+                     {"content", QJsonValue::Null},
+                     {"tool_calls",
+                      QJsonArray{QJsonObject{
+                          {"id", "call_7"},
+                          {"type", "function"},
+                          {"function", QJsonObject{{"name", "searchChats"},
+                                                   {"arguments", R"({"query": "drift"})"}}}}}}}));
+    EXPECT_EQ(second[3].toObject(), QJsonObject({{"role", "tool"},
+                                                 {"tool_call_id", "call_7"},
+                                                 {"content", "searchChats found “drift”"}}));
+}
+
+TEST_F(ToolLoopTest, TwoCallsInOneTurnBothAnswerBeforeTheNextRequest)
+{
+    server.script({Server::stream({Server::calls(
+                       {Server::call(0, "a", "searchChats", R"({"query":"x"})"),
+                        Server::call(1, "b", "searchLibrary", R"({"query":"y"})")})}),
+                   Server::answer({QStringLiteral("Both.")})});
+    Session s = session();
+    EXPECT_EQ(s.streamResponse(QStringLiteral("q"), {}, {}), QStringLiteral("Both."));
+    const QJsonArray second = server.chatRequests().at(1).value("messages").toArray();
+    ASSERT_EQ(second.size(), 5);
+    EXPECT_EQ(second[2]["tool_calls"].toArray().size(), 2);
+    EXPECT_EQ(second[3]["tool_call_id"], QStringLiteral("a"));
+    EXPECT_EQ(second[3]["content"], QStringLiteral("searchChats found “x”"));
+    EXPECT_EQ(second[4]["tool_call_id"], QStringLiteral("b"));
+    EXPECT_EQ(second[4]["content"], QStringLiteral("searchLibrary found “y”"));
+}
+
+TEST_F(ToolLoopTest, AnUnknownToolIsToldSoAndTheModelAnswers)
+{
+    server.script(
+        {Server::toolCall(QStringLiteral("c"), QStringLiteral("browse"), QStringLiteral("{}")),
+         Server::answer({QStringLiteral("No luck.")})});
+    Session s = session();
+    EXPECT_EQ(s.streamResponse(QStringLiteral("q"), {}, {}), QStringLiteral("No luck."));
+    const QJsonArray second = server.chatRequests().at(1).value("messages").toArray();
+    EXPECT_EQ(
+        second[3]["content"].toString(),
+        QStringLiteral(
+            R"(Error: there is no tool named "browse". The tools are: searchChats, searchLibrary.)"));
+}
+
+TEST_F(ToolLoopTest, AModelThatKeepsCallingToolsIsStopped)
+{
+    server.script({Server::toolCall(QStringLiteral("again"), QStringLiteral("searchChats"),
+                                    QStringLiteral(R"({"query":"x"})"))});
+    Session s = session();
+    try {
+        s.streamResponse(QStringLiteral("q"), {}, {});
+        FAIL() << "the loop did not stop";
+    } catch (const GenerationError& error) {
+        EXPECT_EQ(error.kind(), GenerationError::Kind::ExceededToolRounds);
+    }
+    EXPECT_EQ(server.chatRequests().size(), Session::maximumToolRounds + 1);
+    EXPECT_EQ(chats->queries().size(), Session::maximumToolRounds);
+    EXPECT_EQ(server.chatRequests().last().value("messages").toArray().size(), 2 + 2 * 8);
+}
+
+TEST_F(ToolLoopTest, CancellingTheConsumerStopsTheReadAndTheLoop)
+{
+    server.script({HttpTestServer::Reply::stream()
+                       .line(Server::text(QStringLiteral("Thinking")))
+                       .neverEnd()});
+    std::atomic<bool> canceled = false;
+    std::atomic<bool> snapshot = false;
+    std::exception_ptr failure;
+    Session s = session();
+    std::atomic<bool> finished = false;
+    std::jthread producer([&] {
+        try {
+            s.streamResponse(
+                QStringLiteral("q"), {}, [&](const QString&) { snapshot = true; },
+                [&] { return canceled.load(); });
+        } catch (...) {
+            failure = std::current_exception();
+        }
+        finished = true;
+    });
+    const auto letGo = qScopeGuard([&] { canceled = true; }); // before the join
+    ASSERT_TRUE(server.http().waitForRequests(1));
+    while (!snapshot && !finished)
+        QThread::msleep(5);
+    ASSERT_FALSE(finished) << "the stream should stall, not end";
+    const int closedBefore = server.http().connectionsClosedByClient();
+    canceled = true;
+    EXPECT_TRUE(server.http().waitForClientClose(closedBefore + 1));
+    producer.join();
+    EXPECT_TRUE(failure) << "a cancelled response must not look finished";
+    EXPECT_EQ(server.chatRequests().size(), 1);
+}
+
+} // namespace

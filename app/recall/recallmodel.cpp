@@ -1,0 +1,189 @@
+#include "recallmodel.h"
+
+#include "backenderror.h"
+#include "keychain.h"
+#include "openaicompatiblemodel.h"
+#include "pref.h"
+#include "systemlanguagemodel.h"
+
+namespace {
+
+const QString privateCloudRequestForm =
+    QStringLiteral("https://developer.apple.com/contact/request/private-cloud-compute/");
+
+} // namespace
+
+QList<RecallModel> RecallModel::allCases()
+{
+    return {onDevice, privateCloud, openAI, claude, custom};
+}
+
+std::optional<RecallModel> RecallModel::fromRawValue(const QString& rawValue)
+{
+    for (RecallModel model : allCases()) {
+        if (model.rawValue() == rawValue)
+            return model;
+    }
+    return std::nullopt;
+}
+
+RecallModel RecallModel::current(const Preferences& preferences)
+{
+    const std::optional<QString> raw = preferences.stringValue(QStringLiteral("recall.model"));
+    return raw ? fromRawValue(*raw).value_or(onDevice) : onDevice;
+}
+
+bool RecallModel::hasPrivateCloudEntitlement()
+{
+    // Entitlements are granted to signed applications of another platform; no process here
+    // carries one. Kept as a query so callers read like the platforms that have it.
+    static const bool entitled = false;
+    return entitled;
+}
+
+QString RecallModel::rawValue() const
+{
+    switch (m_value) {
+    case onDevice:
+        return QStringLiteral("onDevice");
+    case privateCloud:
+        return QStringLiteral("privateCloud");
+    case openAI:
+        return QStringLiteral("openAI");
+    case claude:
+        return QStringLiteral("claude");
+    case custom:
+        return QStringLiteral("custom");
+    }
+    return {};
+}
+
+std::optional<QString> RecallModel::displayName() const
+{
+    switch (m_value) {
+    case openAI:
+        return QStringLiteral("OpenAI");
+    case claude:
+        return QStringLiteral("Claude");
+    case custom:
+        return QStringLiteral("Custom (OpenAI-compatible)");
+    default:
+        return std::nullopt;
+    }
+}
+
+QString RecallModel::defaultModelName() const
+{
+    switch (m_value) {
+    case openAI:
+        return QStringLiteral("gpt-5.4-mini");
+    case claude:
+        return QStringLiteral("claude-haiku-5-5");
+    case custom:
+        return QStringLiteral("qwen");
+    default:
+        return QString();
+    }
+}
+
+std::optional<QString> RecallModel::keyAccount() const
+{
+    switch (m_value) {
+    case openAI:
+        return QStringLiteral("openai");
+    case claude:
+        return QStringLiteral("anthropic");
+    case custom:
+        return QStringLiteral("custom");
+    default:
+        return std::nullopt;
+    }
+}
+
+std::optional<QString> RecallModel::environmentVariable() const
+{
+    if (const auto account = keyAccount())
+        return Keychain::environmentVariable(*account);
+    return std::nullopt;
+}
+
+QString RecallModel::modelName(const Preferences& preferences) const
+{
+    return preferences.stringValue(Pref::modelName(*this)).value_or(defaultModelName());
+}
+
+std::optional<QUrl> RecallModel::baseURL(const Preferences& preferences) const
+{
+    switch (m_value) {
+    case openAI:
+        return QUrl(QStringLiteral("https://api.openai.com/v1"));
+    case claude:
+        return QUrl(QStringLiteral("https://api.anthropic.com/v1"));
+    case custom: {
+        const QString text =
+            preferences.stringValue(QStringLiteral("recall.custom.baseURL")).value_or(QString());
+        const QUrl url(text, QUrl::StrictMode);
+        if (text.isEmpty() || !url.isValid() || url.scheme().isEmpty() || url.host().isEmpty())
+            return std::nullopt;
+        return url;
+    }
+    default:
+        return std::nullopt;
+    }
+}
+
+QString RecallModel::status(const Preferences& preferences) const
+{
+    switch (m_value) {
+    case onDevice: {
+        const Availability availability =
+            SystemLanguageModel::defaultModel(preferences)->availability();
+        return availability.isAvailable ? QStringLiteral("On device") : availability.reason;
+    }
+    case privateCloud:
+        // With an entitlement the private-cloud model would be asked here; none exists.
+        return QStringLiteral("Needs Apple's PCC entitlement (request form)");
+    default:
+        break;
+    }
+    if (!baseURL(preferences))
+        return QStringLiteral("Set a base URL");
+    if (m_value != custom && !Keychain::get(*keyAccount()))
+        return QStringLiteral("Add an API key");
+    return modelName(preferences);
+}
+
+Session RecallModel::session(QList<std::shared_ptr<const Tool>> tools, const QString& instructions,
+                             const Preferences& preferences) const
+{
+    switch (m_value) {
+    case onDevice:
+        return Session(SystemLanguageModel::defaultModel(preferences), std::move(tools),
+                       instructions);
+    case privateCloud:
+        throw BackendError(
+            QStringLiteral("Private Cloud Compute needs Apple's managed entitlement: ") +
+            privateCloudRequestForm);
+    default:
+        break;
+    }
+    const std::optional<QUrl> base = baseURL(preferences);
+    if (!base)
+        throw BackendError(QStringLiteral("Set a base URL for ") + *displayName() +
+                           QStringLiteral(" in the menu"));
+    std::optional<QString> key = Keychain::get(*keyAccount());
+    if (m_value != custom && !key)
+        throw BackendError(QStringLiteral("Add a ") + *displayName() +
+                           QStringLiteral(" API key in the menu"));
+    auto model = std::make_shared<OpenAICompatibleModel>(*base, modelName(preferences), key);
+    return Session(std::move(model), std::move(tools), instructions);
+}
+
+namespace Pref {
+
+QString modelName(RecallModel model)
+{
+    return modelName(model.rawValue());
+}
+
+} // namespace Pref
