@@ -44,20 +44,22 @@ class FakeLibrary {
 public:
     explicit FakeLibrary(HttpTestServer& server, const QString& prefix = {}) : m_server(server)
     {
+        // The handlers share the script, so it lives as long as the server may call them.
         server.on((prefix + QStringLiteral("/api/tools/sw_search")).toUtf8(),
-                  [this](const HttpTestServer::Request&) {
-                      std::lock_guard lock(m_mutex);
-                      return m_searchReply.value_or(Reply::json(
-                          toolAnswer(QJsonObject{{QStringLiteral("items"), m_results}})));
+                  [script = m_script](const HttpTestServer::Request&) {
+                      std::lock_guard lock(script->mutex);
+                      return script->searchReply.value_or(Reply::json(
+                          toolAnswer(QJsonObject{{QStringLiteral("items"), script->results}})));
                   });
         server.on(
             (prefix + QStringLiteral("/api/tools/sw_read")).toUtf8(),
-            [this](const HttpTestServer::Request& request) {
+            [script = m_script](const HttpTestServer::Request& request) {
                 const QString id = request.json().value(QStringLiteral("id")).toString();
-                std::lock_guard lock(m_mutex);
-                if (const auto scripted = m_readReplies.find(id); scripted != m_readReplies.end())
+                std::lock_guard lock(script->mutex);
+                if (const auto scripted = script->readReplies.find(id);
+                    scripted != script->readReplies.end())
                     return scripted->second;
-                const QJsonObject artifact{{QStringLiteral("content"), m_texts.value(id)}};
+                const QJsonObject artifact{{QStringLiteral("content"), script->texts.value(id)}};
                 return Reply::json(toolAnswer(QJsonObject{{QStringLiteral("artifact"), artifact}}));
             });
     }
@@ -67,24 +69,24 @@ public:
              const QStringList& tags = {})
     {
         add(result(id, title, tags));
-        std::lock_guard lock(m_mutex);
-        m_texts.insert(id, text);
+        std::lock_guard lock(m_script->mutex);
+        m_script->texts.insert(id, text);
     }
     void add(const QJsonObject& searchResult)
     {
-        std::lock_guard lock(m_mutex);
-        m_results.append(searchResult);
+        std::lock_guard lock(m_script->mutex);
+        m_script->results.append(searchResult);
     }
     void setRead(const QString& id, Reply reply)
     {
-        std::lock_guard lock(m_mutex);
-        m_readReplies.insert_or_assign(id, std::move(reply));
+        std::lock_guard lock(m_script->mutex);
+        m_script->readReplies.insert_or_assign(id, std::move(reply));
     }
     // Replaces the whole sw_search answer; nothing goes back to the results.
     void setSearch(std::optional<Reply> reply)
     {
-        std::lock_guard lock(m_mutex);
-        m_searchReply = std::move(reply);
+        std::lock_guard lock(m_script->mutex);
+        m_script->searchReply = std::move(reply);
     }
 
     // Ids of the documents read, in order.
@@ -99,12 +101,15 @@ public:
     }
 
 private:
+    struct Script {
+        std::mutex mutex;
+        QJsonArray results;
+        QMap<QString, QString> texts;
+        std::map<QString, Reply> readReplies;
+        std::optional<Reply> searchReply;
+    };
     HttpTestServer& m_server;
-    std::mutex m_mutex;
-    QJsonArray m_results;
-    QMap<QString, QString> m_texts;
-    std::map<QString, Reply> m_readReplies;
-    std::optional<Reply> m_searchReply;
+    std::shared_ptr<Script> m_script = std::make_shared<Script>();
 };
 
 QString failureOf(const LookupStream& stream)
