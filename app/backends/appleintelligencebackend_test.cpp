@@ -202,4 +202,20 @@ TEST_F(AppleIntelligenceBackendTest, PrewarmAsksOllamaToLoadTheModel)
     EXPECT_TRUE(server.chatRequests().isEmpty());
 }
 
+TEST_F(AppleIntelligenceBackendTest, CancellingTheLookupHangsUpOnTheModel)
+{
+    server.script({Server::Reply::stream()
+                       .line(Server::text(R"({"partOfSpeech":"noun")"))
+                       .line("")
+                       .neverEnd()});
+    LookupStream stream = lookup(QStringLiteral("saw"), QStringLiteral("A saw."));
+    ASSERT_TRUE(server.http().waitForRequests(2)); // the model list, then the chat
+    stream.cancel();
+    QFuture<LookupItems> future = stream.future();
+    future.waitForFinished();
+    EXPECT_TRUE(stream.error());
+    EXPECT_TRUE(server.http().waitForClientClose(2));
+    EXPECT_EQ(server.chatRequests().size(), 1);
+}
+
 } // namespace

@@ -392,4 +392,21 @@ TEST_F(RecallBackendTest, LibraryDocumentsJoinTheSourcesAndALibraryThatIsDownFin
               QStringLiteral("No library documents mention “entropy”."));
 }
 
+TEST_F(RecallBackendTest, CancellingTheLookupStopsARunningToolAndTheResponse)
+{
+    HttpTestServer library;
+    library.on("/api/tools/sw_search", Reply::silence());
+    server.script({Server::toolCall(QStringLiteral("c1"), QStringLiteral("searchLibrary"),
+                                    arguments(QStringLiteral("entropy"))),
+                   Server::answer({QStringLiteral("Never asked for.")})});
+    LookupStream stream = backend(QUrl(library.base())).lookup(query(QStringLiteral("entropy")));
+    ASSERT_TRUE(library.waitForRequests(1));
+    stream.cancel();
+    QFuture<LookupItems> future = stream.future();
+    future.waitForFinished();
+    EXPECT_TRUE(stream.error()) << "a cancelled response ends with its cancellation";
+    EXPECT_TRUE(library.waitForClientClose(1));
+    EXPECT_EQ(server.chatRequests().size(), 1) << "the model is not asked again";
+}
+
 } // namespace
