@@ -133,15 +133,18 @@ LookupStream AppleIntelligenceBackend::lookup(const LookupQuery& query) const
 
 QFuture<void> AppleIntelligenceBackend::prewarm(const Preferences& preferences)
 {
-    return QtConcurrent::run(&ioThreadPool(),
-                             [model = SystemLanguageModel::defaultModel(preferences)] {
-                                 try {
-                                     if (!model->availability().isAvailable)
-                                         return;
-                                     Session(model, {}, instructions()).prewarm();
-                                     loadIntoOllama(*model);
-                                 } catch (const std::exception& error) {
-                                     qCInfo(lcAnswer) << "prewarm failed:" << error.what();
-                                 }
-                             });
+    // Started the way stream producers are (a call with a promise on the I/O pool).
+    return QtConcurrent::run(
+        &ioThreadPool(),
+        [](QPromise<void>&, const std::shared_ptr<const SystemLanguageModel>& model) {
+            try {
+                if (!model->availability().isAvailable)
+                    return;
+                Session(model, {}, instructions()).prewarm();
+                loadIntoOllama(*model);
+            } catch (const std::exception& error) {
+                qCInfo(lcAnswer) << "prewarm failed:" << error.what();
+            }
+        },
+        SystemLanguageModel::defaultModel(preferences));
 }
