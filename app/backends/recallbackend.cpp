@@ -35,8 +35,9 @@ QString RecallBackend::prompt(const LookupQuery& query, bool withLibrary)
 {
     QString text = QStringLiteral("I force-clicked the word “") + query.term + QStringLiteral("”");
     if (query.context) {
+        const bool named = query.appName && !query.appName->isEmpty();
         text += QStringLiteral(" while reading this in ") +
-                query.appName.value_or(QStringLiteral("an app")) + QStringLiteral(": “") +
+                (named ? *query.appName : QStringLiteral("an app")) + QStringLiteral(": “") +
                 *query.context + QStringLiteral("”");
     }
     text += QStringLiteral(".\nSearch my chats");

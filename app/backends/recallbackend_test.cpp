@@ -222,15 +222,22 @@ TEST_F(RecallBackendTest, PromptNamesContextApplicationAndLibraryOnlyWhenPresent
     backend()
         .lookup(query(QStringLiteral("tensor"), QStringLiteral("A tensor of rank two.")))
         .waitForAll();
+    backend()
+        .lookup(query(QStringLiteral("tensor"), QStringLiteral("A tensor of rank two."), QString()))
+        .waitForAll();
     backend(QUrl(library.base()))
         .lookup(
             query(QStringLiteral("tensor"), QStringLiteral("Tensors."), QStringLiteral("Okular")))
         .waitForAll();
 
-    const QList<QJsonObject> requests = server.chatRequests();
-    ASSERT_EQ(requests.size(), 3);
+    QList<QJsonObject> requests = server.chatRequests();
+    ASSERT_EQ(requests.size(), 4);
     EXPECT_EQ(roleContent(requests[0], QStringLiteral("user")),
               QStringLiteral("I force-clicked the word “tensor”.\nSearch my chats") + tail);
+    // An application without a name is no name.
+    EXPECT_EQ(roleContent(requests[2], QStringLiteral("user")),
+              roleContent(requests[1], QStringLiteral("user")));
+    requests.removeAt(2);
     EXPECT_EQ(roleContent(requests[1], QStringLiteral("user")),
               QStringLiteral("I force-clicked the word “tensor” while reading this in an app: “A "
                              "tensor of rank two.”.\nSearch my chats") +
