@@ -169,6 +169,13 @@ TEST(TranscriptParserTest, CodexRecords)
     ASSERT_EQ(got.size(), 1);
     EXPECT_EQ(got[0].timestamp, QString());
 
+    // Earlier messages embedded in a compacted record are not indexed again.
+    EXPECT_TRUE(
+        parse(
+            R"({"type":"compacted","payload":{"message":"summary","replacement_history":)"
+            R"([{"type":"message","role":"user","content":[{"type":"input_text","text":"old"}]}]}})",
+            kCodex)
+            .isEmpty());
     // Roles other than user and assistant, other payloads and the repeated event messages.
     EXPECT_TRUE(parse(R"({"type":"response_item","payload":{"type":"message","role":"developer",)"
                       R"("content":"x"}})",

@@ -3,6 +3,7 @@
 #include "arguments.h"
 #include "pref.h"
 #include "preferences.h"
+#include "recallmodel.h"
 
 namespace SettingsOperations {
 
@@ -33,23 +34,13 @@ Diagnostics::Outcome setRecallModel(const Arguments& arguments, Preferences& pre
 Diagnostics::Outcome setModelName(const Arguments& arguments, Preferences& preferences)
 {
     return store(arguments, QStringLiteral("--model-name"),
-                 Pref::modelName(currentRecallModel(preferences)), preferences);
+                 Pref::modelName(RecallModel::current(preferences)), preferences);
 }
 
 Diagnostics::Outcome setCustomBaseUrl(const Arguments& arguments, Preferences& preferences)
 {
     return store(arguments, QStringLiteral("--custom-base-url"),
                  QStringLiteral("recall.custom.baseURL"), preferences);
-}
-
-QString currentRecallModel(const Preferences& preferences)
-{
-    // Stands in for RecallModel::current() until the recall settings exist; swap it then.
-    static const QStringList known = {QStringLiteral("onDevice"), QStringLiteral("privateCloud"),
-                                      QStringLiteral("openAI"), QStringLiteral("claude"),
-                                      QStringLiteral("custom")};
-    const std::optional<QString> raw = preferences.stringValue(QStringLiteral("recall.model"));
-    return raw && known.contains(*raw) ? *raw : QStringLiteral("onDevice");
 }
 
 } // namespace SettingsOperations

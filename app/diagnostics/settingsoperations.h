@@ -16,8 +16,4 @@ Diagnostics::Outcome setRecallModel(const Arguments& arguments, Preferences& pre
 Diagnostics::Outcome setModelName(const Arguments& arguments, Preferences& preferences);
 Diagnostics::Outcome setCustomBaseUrl(const Arguments& arguments, Preferences& preferences);
 
-// The raw name of the recall model in use: "recall.model" when it names a known model, else
-// "onDevice".
-QString currentRecallModel(const Preferences& preferences);
-
 } // namespace SettingsOperations

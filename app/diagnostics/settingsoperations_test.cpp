@@ -29,13 +29,13 @@ TEST_F(SettingsOperationsTest, ModelNameGoesToTheModelChosenInTheSameCommand)
 
 TEST_F(SettingsOperationsTest, UnknownModelsCountAsOnDevice)
 {
-    EXPECT_EQ(SettingsOperations::currentRecallModel(preferences), QStringLiteral("onDevice"));
     for (const char* model : {"privateCloud", "claude", "custom"}) {
         preferences.setValue(QStringLiteral("recall.model"), QString::fromLatin1(model));
-        EXPECT_EQ(SettingsOperations::currentRecallModel(preferences), QString::fromLatin1(model));
+        SettingsOperations::setModelName(Arguments({"peekwell", "--model-name", "m"}), preferences);
+        EXPECT_EQ(preferences.stringValue(Pref::modelName(QString::fromLatin1(model))),
+                  QStringLiteral("m"));
     }
     preferences.setValue(QStringLiteral("recall.model"), QStringLiteral("gpt5"));
-    EXPECT_EQ(SettingsOperations::currentRecallModel(preferences), QStringLiteral("onDevice"));
     SettingsOperations::setModelName(Arguments({"peekwell", "--model-name", "llama3"}),
                                      preferences);
     EXPECT_EQ(preferences.stringValue(QStringLiteral("recall.onDevice.modelName")),

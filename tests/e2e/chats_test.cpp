@@ -179,8 +179,15 @@ QString integrity(const QString& db)
         verdict +=
             QString::fromUtf8(reinterpret_cast<const char*>(sqlite3_column_text(statement, 0)));
     sqlite3_finalize(statement);
-    if (sqlite3_exec(handle, "INSERT INTO msgs(msgs) VALUES('integrity-check')", nullptr, nullptr,
-                     nullptr) != SQLITE_OK)
+    // A process killed before its schema script ran leaves a database without the table;
+    // the next run makes it.
+    sqlite3_prepare_v2(handle, "SELECT count(*) FROM sqlite_master WHERE name = 'msgs'", -1,
+                       &statement, nullptr);
+    const bool hasMessages =
+        sqlite3_step(statement) == SQLITE_ROW && sqlite3_column_int(statement, 0) == 1;
+    sqlite3_finalize(statement);
+    if (hasMessages && sqlite3_exec(handle, "INSERT INTO msgs(msgs) VALUES('integrity-check')",
+                                    nullptr, nullptr, nullptr) != SQLITE_OK)
         verdict += QStringLiteral(" fts5: ") + QString::fromUtf8(sqlite3_errmsg(handle));
     sqlite3_close(handle);
     return verdict;
