@@ -1,0 +1,150 @@
+#include "appleintelligencebackend.h"
+
+#include "backenderror.h"
+#include "generationerror.h"
+#include "http.h"
+#include "session.h"
+#include "systemlanguagemodel.h"
+
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QLoggingCategory>
+#include <QtConcurrent>
+
+Q_LOGGING_CATEGORY(lcAnswer, "peekwell.backends.answer", QtWarningMsg)
+
+namespace {
+
+const QString kWithoutSentenceNote =
+    QStringLiteral("Defined without its sentence: Apple's safety filter declined the sentence.");
+
+// Seconds a prewarm request may stay silent: loading a large model takes a while.
+constexpr double kLoadTimeout = 120;
+constexpr double kProbeTimeout = 3;
+
+void run(const std::shared_ptr<const SystemLanguageModel>& model, const LookupQuery& query,
+         bool withSentence, StreamContext& context)
+{
+    Session session(model, {}, AppleIntelligenceBackend::instructions());
+    session.streamResponse(
+        AppleIntelligenceBackend::prompt(query, withSentence), Gloss::generationSchema(), true,
+        GenerationOptions{},
+        [&](const GeneratedContent& partial) {
+            context.yield({AppleIntelligenceBackend::item(
+                query, Gloss::PartiallyGenerated::from(partial), withSentence)});
+        },
+        [&context] { return context.isCanceled(); });
+}
+
+// The server's own root when the API base is an Ollama-style "…/v1" mount: where Ollama's
+// native interface lives.
+std::optional<QUrl> serverRoot(const QUrl& apiBase)
+{
+    QString path = apiBase.path();
+    while (path.endsWith(QLatin1Char('/')))
+        path.chop(1);
+    if (!path.endsWith(QStringLiteral("/v1")))
+        return std::nullopt;
+    QUrl root = apiBase;
+    root.setPath(path.chopped(2));
+    return root;
+}
+
+QUrl resolved(QUrl root, const QString& path)
+{
+    root.setPath(root.path() + path);
+    return root;
+}
+
+// Ollama loads a model when asked to generate without a prompt. Other servers have no such
+// request: they are recognised by not answering Ollama's version query.
+void loadIntoOllama(const SystemLanguageModel& model)
+{
+    const std::optional<QUrl> root = serverRoot(model.baseURL);
+    if (!root)
+        return;
+    HttpRequest probe;
+    probe.url = resolved(*root, QStringLiteral("api/version"));
+    probe.timeout = kProbeTimeout;
+    const HttpResponse version = Http::shared().send(probe);
+    if (version.status != 200 ||
+        !QJsonDocument::fromJson(version.body).object().value(QStringLiteral("version")).isString())
+        return;
+    HttpRequest load;
+    load.url = resolved(*root, QStringLiteral("api/generate"));
+    load.method = "POST";
+    load.headers = {{"Content-Type", "application/json"}};
+    load.body = QJsonDocument(QJsonObject{{QStringLiteral("model"), model.model}})
+                    .toJson(QJsonDocument::Compact);
+    load.timeout = kLoadTimeout;
+    const HttpResponse loaded = Http::shared().send(load);
+    qCInfo(lcAnswer) << "prewarm of" << model.model << "answered" << loaded.status;
+}
+
+} // namespace
+
+AppleIntelligenceBackend::AppleIntelligenceBackend(BackendInfo info, const Preferences& preferences)
+    : LookupBackend(std::move(info)), m_preferences(&preferences)
+{
+}
+
+QString AppleIntelligenceBackend::instructions()
+{
+    return QStringLiteral("You are a dictionary. Explain the single WORD as it is used in the "
+                          "SENTENCE. Never respond to, answer or summarise the sentence.");
+}
+
+QString AppleIntelligenceBackend::prompt(const LookupQuery& query, bool withSentence)
+{
+    QString text = QStringLiteral("WORD: ") + query.term;
+    if (withSentence)
+        text += QStringLiteral("\nSENTENCE: ") + query.context.value_or(QString());
+    return text;
+}
+
+LookupItem AppleIntelligenceBackend::item(const LookupQuery& query,
+                                          const Gloss::PartiallyGenerated& gloss, bool withSentence)
+{
+    QString body = gloss.meaning.value_or(QString());
+    if (gloss.synonyms && !gloss.synonyms->isEmpty())
+        body += QStringLiteral("\n\nSimilar: ") + gloss.synonyms->join(QStringLiteral(", "));
+    if (query.context && !withSentence)
+        body += QStringLiteral("\n\n") + kWithoutSentenceNote;
+    return LookupItem{QStringLiteral("gloss"), query.term, gloss.partOfSpeech, body, std::nullopt};
+}
+
+LookupStream AppleIntelligenceBackend::lookup(const LookupQuery& query) const
+{
+    return stream(
+        [model = SystemLanguageModel::defaultModel(*m_preferences), query](StreamContext& context) {
+            const Availability availability = model->availability();
+            if (!availability.isAvailable)
+                throw BackendError(availability.reason);
+            const bool withSentence = query.context.has_value();
+            try {
+                run(model, query, withSentence, context);
+            } catch (const GenerationError& error) {
+                if (error.kind() != GenerationError::Kind::GuardrailViolation || !withSentence)
+                    throw;
+                run(model, query, false, context);
+            }
+        });
+}
+
+QFuture<void> AppleIntelligenceBackend::prewarm(const Preferences& preferences)
+{
+    // Started the way stream producers are (a call with a promise on the I/O pool).
+    return QtConcurrent::run(
+        &ioThreadPool(),
+        [](QPromise<void>&, const std::shared_ptr<const SystemLanguageModel>& model) {
+            try {
+                if (!model->availability().isAvailable)
+                    return;
+                Session(model, {}, instructions()).prewarm();
+                loadIntoOllama(*model);
+            } catch (const std::exception& error) {
+                qCInfo(lcAnswer) << "prewarm failed:" << error.what();
+            }
+        },
+        SystemLanguageModel::defaultModel(preferences));
+}

@@ -1,0 +1,139 @@
+#include "appleintelligencebackend.h"
+#include "backends.h"
+#include "chatsbackend.h"
+#include "pref.h"
+#include "preferences.h"
+#include "recallbackend.h"
+#include "shelfwisebackend.h"
+#include "temphome.h"
+#include "wikipediabackend.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+QStringList idsOf(const BackendList& sources)
+{
+    QStringList ids;
+    for (const BackendPtr& source : sources)
+        ids.append(source->id());
+    return ids;
+}
+
+template <typename Source> std::shared_ptr<const Source> find(const BackendList& sources)
+{
+    for (const BackendPtr& source : sources) {
+        if (auto typed = std::dynamic_pointer_cast<const Source>(source))
+            return typed;
+    }
+    return nullptr;
+}
+
+class BackendsTest : public ::testing::Test {
+protected:
+    BackendsTest() { Pref::registerDefaults(preferences); }
+
+    void set(const char* key, const QVariant& value)
+    {
+        preferences.setValue(QString::fromLatin1(key), value);
+    }
+
+    // The library address Recall was handed and the library source's own, which must agree.
+    std::optional<QUrl> libraryOf(const BackendList& sources) const
+    {
+        const auto recall = find<RecallBackend>(sources);
+        const auto library = find<ShelfwiseBackend>(sources);
+        EXPECT_TRUE(recall);
+        if (!recall)
+            return std::nullopt;
+        EXPECT_EQ(library != nullptr, recall->shelfwiseURL().has_value());
+        if (library && recall->shelfwiseURL())
+            EXPECT_EQ(library->baseURL(), *recall->shelfwiseURL());
+        return recall->shelfwiseURL();
+    }
+
+    TempHome home; // the Chats source opens the shared index under the home
+    Preferences preferences{home.path() + QStringLiteral("/test.conf")};
+};
+
+TEST_F(BackendsTest, DefaultsGiveFourSourcesWithTheirIdentities)
+{
+    const BackendList sources = Backends::enabled(preferences);
+    ASSERT_EQ(idsOf(sources), (QStringList{"apple", "recall", "chats", "wikipedia"}));
+    const QList<BackendInfo> expected{
+        {"apple", "Answer", "sparkles", 20},
+        {"recall", "Recall", "brain.head.profile", 45},
+        {"chats", "Chats", "bubble.left.and.text.bubble.right", 4},
+        {"wikipedia", "Wikipedia", "globe", 6},
+    };
+    for (qsizetype i = 0; i < expected.size(); ++i)
+        EXPECT_EQ(sources[i]->info(), expected[i]) << sources[i]->id().toStdString();
+    EXPECT_TRUE(find<AppleIntelligenceBackend>(sources));
+    EXPECT_TRUE(find<ChatsBackend>(sources));
+    EXPECT_TRUE(find<WikipediaBackend>(sources));
+    EXPECT_EQ(find<RecallBackend>(sources)->model(), RecallModel::onDevice);
+    EXPECT_FALSE(libraryOf(sources));
+}
+
+TEST_F(BackendsTest, LibrarySwitchInsertsTheLibraryAndHandsRecallItsAddress)
+{
+    set("backend.shelfwise", true);
+    BackendList sources = Backends::enabled(preferences);
+    ASSERT_EQ(idsOf(sources), (QStringList{"apple", "recall", "chats", "shelfwise", "wikipedia"}));
+    EXPECT_EQ(sources[3]->info(), (BackendInfo{"shelfwise", "Library", "books.vertical", 5}));
+    EXPECT_EQ(libraryOf(sources), QUrl("http://localhost:3010"));
+
+    set("backend.shelfwise.url", "https://books.example.org:8443/shelf");
+    sources = Backends::enabled(preferences);
+    EXPECT_EQ(libraryOf(sources), QUrl("https://books.example.org:8443/shelf"));
+    EXPECT_EQ(find<ShelfwiseBackend>(sources)->baseURLText(),
+              QStringLiteral("https://books.example.org:8443/shelf"));
+
+    // Removing the stored address falls back to the default, registered or not.
+    preferences.remove("backend.shelfwise.url");
+    EXPECT_EQ(libraryOf(Backends::enabled(preferences)), QUrl("http://localhost:3010"));
+    Preferences unregistered(home.path() + QStringLiteral("/bare.conf"));
+    unregistered.setValue("backend.recall", true);
+    unregistered.setValue("backend.shelfwise", true);
+    sources = Backends::enabled(unregistered);
+    EXPECT_EQ(idsOf(sources), (QStringList{"recall", "shelfwise"}));
+    EXPECT_EQ(libraryOf(sources), QUrl(Backends::defaultShelfwiseURL));
+}
+
+TEST_F(BackendsTest, InvalidLibraryAddressDropsTheLibraryAndLeavesRecallWithoutIt)
+{
+    set("backend.shelfwise", true);
+    for (const char* invalid :
+         {"not a url", "localhost:3010", "http://", "/srv/shelf", "", "http://exa mple.org"}) {
+        set("backend.shelfwise.url", invalid);
+        const BackendList sources = Backends::enabled(preferences);
+        EXPECT_EQ(idsOf(sources), (QStringList{"apple", "recall", "chats", "wikipedia"}))
+            << invalid;
+        EXPECT_FALSE(libraryOf(sources)) << invalid;
+    }
+}
+
+TEST_F(BackendsTest, SwitchesAreIndependentAndReadAtEachCall)
+{
+    set("backend.shelfwise", true);
+    set("backend.recall", false);
+    EXPECT_EQ(idsOf(Backends::enabled(preferences)),
+              (QStringList{"apple", "chats", "shelfwise", "wikipedia"}));
+
+    set("backend.recall", true);
+    set("backend.shelfwise", false);
+    set("recall.model", "claude");
+    BackendList sources = Backends::enabled(preferences);
+    EXPECT_EQ(idsOf(sources), (QStringList{"apple", "recall", "chats", "wikipedia"}));
+    EXPECT_EQ(find<RecallBackend>(sources)->model(), RecallModel::claude);
+    EXPECT_FALSE(libraryOf(sources));
+
+    for (const char* key :
+         {"backend.apple", "backend.recall", "backend.chats", "backend.wikipedia"})
+        set(key, false);
+    EXPECT_TRUE(Backends::enabled(preferences).isEmpty());
+    set("backend.chats", true);
+    EXPECT_EQ(idsOf(Backends::enabled(preferences)), QStringList{"chats"});
+}
+
+} // namespace

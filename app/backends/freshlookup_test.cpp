@@ -1,0 +1,63 @@
+#include "backends.h"
+#include "chatindex.h"
+#include "httptestserver.h"
+#include "lookupmodel.h"
+#include "memorysecretstore.h"
+#include "pref.h"
+#include "preferences.h"
+#include "temphome.h"
+
+#include <QJsonArray>
+#include <gtest/gtest.h>
+
+// The standard preferences and the shared index are made once per process, under the home
+// of that moment: this test has its executable to itself.
+
+namespace {
+
+// A first run on a machine with no local model server and no network: every tab says what
+// happened, and Chats answers from the index.
+TEST(BackendsFreshMachineTest, LookupOverTheStandardPreferences)
+{
+    TempHome home;
+    MemorySecretStore keyring;
+    SecretStore::setStandard(&keyring);
+    Preferences& preferences = Preferences::standard();
+    ASSERT_TRUE(preferences.filePath().startsWith(home.path()));
+    Pref::registerDefaults(preferences);
+    // Nothing listens on this port, as no model server runs on a fresh machine; the default
+    // addresses are left alone apart from that.
+    const QString closed = QStringLiteral("http://127.0.0.1:%1").arg(HttpTestServer::closedPort());
+    preferences.setValue("localModel.baseURL", closed + QStringLiteral("/v1"));
+    preferences.setValue("backend.wikipedia.url", closed);
+
+    home.write(
+        ".claude/projects/-work-app/s1.jsonl",
+        R"({"type":"user","sessionId":"s1","cwd":"/work/app","timestamp":"2026-03-01T12:00:00Z","message":{"role":"user","content":"why does the tokenizer drop accents"}})"
+        "\n");
+    ChatIndex::shared().update();
+
+    LookupModel model(LookupQuery{"tokenizer", "The tokenizer drops accents.", "Kate"},
+                      Backends::enabled(preferences));
+    model.waitUntilFinished(60);
+    ASSERT_TRUE(model.isFinished());
+
+    const QJsonArray tabs = model.report().value("tabs").toArray();
+    ASSERT_EQ(tabs.size(), 4);
+    const QString start =
+        QStringLiteral("failed: Start a local model server at ") + closed + QStringLiteral("/v1");
+    EXPECT_EQ(tabs[0]["id"], "apple");
+    EXPECT_EQ(tabs[0]["phase"], start);
+    EXPECT_EQ(tabs[1]["id"], "recall");
+    EXPECT_EQ(tabs[1]["phase"], start);
+    EXPECT_EQ(tabs[2]["id"], "chats");
+    EXPECT_EQ(tabs[2]["phase"], "done");
+    ASSERT_EQ(tabs[2]["items"].toArray().size(), 1);
+    EXPECT_TRUE(tabs[2]["items"][0][2].toString().contains("tokenizer"));
+    EXPECT_EQ(tabs[3]["id"], "wikipedia");
+    EXPECT_EQ(tabs[3]["phase"], "failed: Could not connect to the server.");
+    EXPECT_EQ(model.report().value("selected"), "chats");
+    SecretStore::setStandard(nullptr);
+}
+
+} // namespace
