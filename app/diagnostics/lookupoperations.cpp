@@ -1,5 +1,7 @@
 #include "lookupoperations.h"
 
+#include "backends.h"
+
 #include "arguments.h"
 #include "lookuppanel.h"
 #include "lookuppanelcontroller.h"
@@ -50,8 +52,7 @@ BackendList enabledBackends(Preferences& preferences)
 {
     if (backendSource())
         return backendSource()(preferences);
-    // The source registry plugs in here.
-    return {};
+    return Backends::enabled(preferences);
 }
 
 void setBackendSource(std::function<BackendList(Preferences&)> source)

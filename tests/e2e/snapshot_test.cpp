@@ -104,9 +104,11 @@ TEST(SnapshotEndToEndTest, PathWithoutPngIsOneFileThatEachTabOverwrites)
 TEST(SnapshotEndToEndTest, RealProgramRendersOneImagePerTabWithoutADisplay)
 {
     TempHome home;
-    // The network sources stay off: nothing here may reach beyond this machine.
+    // The default sources, with the servers they ask pointed at a closed port on this machine:
+    // nothing here may reach beyond it.
     home.write(QStringLiteral(".config/peekwell/peekwell.conf"),
-               "[General]\nbackend.wikipedia=false\nbackend.shelfwise=false\n");
+               "[General]\nbackend.wikipedia.url=http://127.0.0.1:9\n"
+               "localModel.baseURL=http://127.0.0.1:9/v1\n");
     const QString shot = home.path() + QStringLiteral("/shot.png");
     const Outcome result =
         run(kPeekwell, {QStringLiteral("--snapshot"), shot, QStringLiteral("word")}, home);
@@ -114,6 +116,7 @@ TEST(SnapshotEndToEndTest, RealProgramRendersOneImagePerTabWithoutADisplay)
     const QJsonObject report = logReport(home, QStringLiteral("snapshot.json"));
     ASSERT_TRUE(report.contains(QStringLiteral("tabs"))) << result.out.toStdString();
     const QJsonArray tabs = report.value(QStringLiteral("tabs")).toArray();
+    ASSERT_EQ(tabs.size(), 4) << "Answer, Recall, Chats and Wikipedia";
     for (const QJsonValue& tab : tabs) {
         const QString id = tab.toObject().value(QStringLiteral("id")).toString();
         EXPECT_EQ(
