@@ -1,11 +1,16 @@
 #!/usr/bin/env bash
-# Builds Peekwell (release) and runs its main job: a lookup in the panel when a display is
-# present, otherwise the same lookup rendered to images, one per tab.
+# Builds Peekwell (release) and runs its main job: it brings the conversation index up to date,
+# then shows a lookup in the panel when a display is present, otherwise renders the same lookup
+# to images, one per tab.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/install-deps.sh
 cmake -S . -B build/release -G Ninja -DCMAKE_BUILD_TYPE=Release -DPEEKWELL_TESTS=OFF >/dev/null
 cmake --build build/release
+
+# Bring the conversation index up to date first, so the Chats tab has the user's own chats.
+echo "Peekwell: indexing your coding agents' conversations…" >&2
+./build/release/peekwell --index >/dev/null
 
 term="serendipity"
 context="Finding the bug by serendipity was the happiest accident of the week."
