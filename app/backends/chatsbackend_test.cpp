@@ -21,35 +21,25 @@ ChatIndex::Hit hit(const QString& harness, std::optional<QString> cwd, const QSt
                           QStringLiteral("…the parser breaks…")};
 }
 
+// Quotes inside a value are closed, escaped and reopened; a session id that is not plain
+// letters, digits, '-' and '_' is quoted so that it cannot run anything.
 TEST(ChatsBackendTest, ResumeCommandsPerAgent)
 {
-    const QString cwd = QStringLiteral("/work/app");
-    EXPECT_EQ(ChatsBackend::resumeCommand(hit(QStringLiteral("Codex"), cwd, QStringLiteral("abc"))),
-              QStringLiteral("cd '/work/app' && codex resume abc"));
-    EXPECT_EQ(ChatsBackend::resumeCommand(
-                  hit(QStringLiteral("Claude Code"), std::nullopt, QStringLiteral("a1-B_2"))),
-              QStringLiteral("claude --resume a1-B_2"));
-    EXPECT_EQ(ChatsBackend::resumeCommand(hit(QStringLiteral("Zenith"), cwd, QStringLiteral("z"))),
-              QStringLiteral("cd '/work/app' && zenith-agent --resume "
-                             "'/home/u/.pi/agent/sessions/x y.jsonl'"));
-    EXPECT_EQ(ChatsBackend::resumeCommand(hit(QStringLiteral("Pi"), std::nullopt, QString())),
-              QStringLiteral("pi --resume '/home/u/.pi/agent/sessions/x y.jsonl'"));
-    EXPECT_EQ(ChatsBackend::resumeCommand(hit(QString(), std::nullopt, QString())),
-              QStringLiteral("pi --resume '/home/u/.pi/agent/sessions/x y.jsonl'"));
-
-    // Quotes inside a value are closed, escaped and reopened.
-    EXPECT_EQ(ChatsBackend::resumeCommand(
-                  hit(QStringLiteral("Codex"), QStringLiteral("/it's"), QStringLiteral("abc"))),
-              QStringLiteral("cd '/it'\\''s' && codex resume abc"));
-    // A session id that is not plain letters, digits, '-' and '_' cannot run anything.
-    EXPECT_EQ(ChatsBackend::resumeCommand(
-                  hit(QStringLiteral("Claude Code"), std::nullopt, QStringLiteral("x; rm -rf ~"))),
-              QStringLiteral("claude --resume 'x; rm -rf ~'"));
-    EXPECT_EQ(ChatsBackend::resumeCommand(
-                  hit(QStringLiteral("Codex"), std::nullopt, QStringLiteral("$(touch p)'"))),
-              QStringLiteral("codex resume '$(touch p)'\\'''"));
-    EXPECT_EQ(ChatsBackend::resumeCommand(hit(QStringLiteral("Codex"), std::nullopt, QString())),
-              QStringLiteral("codex resume ''"));
+    const QString pi = QStringLiteral("'/home/u/.pi/agent/sessions/x y.jsonl'");
+    const QList<std::tuple<QString, std::optional<QString>, QString, QString>> cases = {
+        {"Codex", "/work/app", "abc", "cd '/work/app' && codex resume abc"},
+        {"Claude Code", std::nullopt, "a1-B_2", "claude --resume a1-B_2"},
+        {"Zenith", "/work/app", "z", "cd '/work/app' && zenith-agent --resume " + pi},
+        {"Pi", std::nullopt, "", "pi --resume " + pi},
+        {"", std::nullopt, "", "pi --resume " + pi},
+        {"Codex", "/it's", "abc", "cd '/it'\\''s' && codex resume abc"},
+        {"Claude Code", std::nullopt, "x; rm -rf ~", "claude --resume 'x; rm -rf ~'"},
+        {"Codex", std::nullopt, "$(touch p)'", "codex resume '$(touch p)'\\'''"},
+        {"Codex", std::nullopt, "", "codex resume ''"},
+    };
+    for (const auto& [harness, cwd, session, command] : cases)
+        EXPECT_EQ(ChatsBackend::resumeCommand(hit(harness, cwd, session)), command)
+            << session.toStdString();
 }
 
 TEST(ChatsBackendTest, RelativeTimeInShortEnglishUnits)

@@ -2,7 +2,6 @@
 #include "http.h"
 #include "httptestserver.h"
 #include "jsonbody.h"
-#include "lookupmodel.h"
 #include "preferences.h"
 #include "wikipediabackend.h"
 
@@ -60,11 +59,12 @@ protected:
                                 preferences);
     }
 
-    // The lists the lookup of `term` yielded.
-    QList<LookupItems> look(const QString& term, double timeout = 10) const
+    LookupStream start(const QString& term, double timeout = 10) const
     {
-        return backend(timeout).lookup(LookupQuery{term, std::nullopt, std::nullopt}).waitForAll();
+        return backend(timeout).lookup(LookupQuery{term, std::nullopt, std::nullopt});
     }
+    // The lists the lookup of `term` yielded.
+    QList<LookupItems> look(const QString& term) const { return start(term).waitForAll(); }
 
     HttpTestServer server;
     QTemporaryDir dir;
@@ -150,11 +150,10 @@ TEST_F(WikipediaBackendTest, MissingOrMistypedFieldsFallBack)
     EXPECT_EQ(bad[0][0].url, std::nullopt);
 }
 
-TEST_F(WikipediaBackendTest, StatusesOtherThan200AndBodiesThatAreNotObjects)
+TEST_F(WikipediaBackendTest, StatusesOtherThan200BodiesThatAreNotObjectsAndNoServer)
 {
     server.on(kSummaryPath + "Nowhere", Reply::text(404, R"({"type":"not_found"})"));
-    LookupStream missing =
-        backend().lookup(LookupQuery{QStringLiteral("Nowhere"), std::nullopt, std::nullopt});
+    LookupStream missing = start(QStringLiteral("Nowhere"));
     EXPECT_EQ(failureOf(missing), QString());
     EXPECT_TRUE(missing.waitForAll().isEmpty());
 
@@ -168,20 +167,16 @@ TEST_F(WikipediaBackendTest, StatusesOtherThan200AndBodiesThatAreNotObjects)
     };
     for (const auto& [slug, reply, message] : cases) {
         server.on(kSummaryPath + slug, reply);
-        LookupStream stream =
-            backend().lookup(LookupQuery{QString::fromLatin1(slug), std::nullopt, std::nullopt});
+        LookupStream stream = start(QString::fromLatin1(slug));
         EXPECT_EQ(failureOf(stream), message) << slug.constData();
         EXPECT_TRUE(stream.future().results().isEmpty()) << slug.constData();
     }
-}
 
-TEST_F(WikipediaBackendTest, RedirectsAreFollowed)
-{
-    server.on(kSummaryPath + "Colour", Reply::redirect(kSummaryPath + "Color", 301));
-    server.on(kSummaryPath + "Color", Reply::json(summary(QStringLiteral("Color"))));
-    const QList<LookupItems> lists = look(QStringLiteral("Colour"));
-    ASSERT_EQ(lists.size(), 1);
-    EXPECT_EQ(lists[0][0].title, QStringLiteral("Color"));
+    // Without a network (here: nothing listens) the tab fails with the transport's sentence.
+    preferences.setValue(QStringLiteral("backend.wikipedia.url"),
+                         QStringLiteral("http://127.0.0.1:%1").arg(HttpTestServer::closedPort()));
+    EXPECT_EQ(failureOf(start(QStringLiteral("word"), 30)),
+              QStringLiteral("Could not connect to the server."));
 }
 
 TEST_F(WikipediaBackendTest, ThePreferenceIsReadAtEveryLookup)
@@ -205,17 +200,15 @@ TEST_F(WikipediaBackendTest, ThePreferenceIsReadAtEveryLookup)
 TEST_F(WikipediaBackendTest, AServerThatNeverAnswersTimesOutAndIsHungUpOn)
 {
     server.on(kSummaryPath + "Slow", Reply::silence());
-    LookupStream stream =
-        backend(0.3).lookup(LookupQuery{QStringLiteral("Slow"), std::nullopt, std::nullopt});
-    EXPECT_EQ(failureOf(stream), QStringLiteral("The request timed out."));
+    EXPECT_EQ(failureOf(start(QStringLiteral("Slow"), 0.3)),
+              QStringLiteral("The request timed out."));
     EXPECT_TRUE(server.waitForClientClose(1));
 }
 
 TEST_F(WikipediaBackendTest, CancellingTheLookupStopsTheProducerAndClosesTheConnection)
 {
     server.on(kSummaryPath + "Slow", Reply::silence());
-    LookupStream stream =
-        backend(600).lookup(LookupQuery{QStringLiteral("Slow"), std::nullopt, std::nullopt});
+    LookupStream stream = start(QStringLiteral("Slow"), 600);
     ASSERT_TRUE(server.waitForRequests(1));
     stream.cancel();
     QFuture<LookupItems> future = stream.future();
@@ -228,20 +221,6 @@ TEST_F(WikipediaBackendTest, CancellingTheLookupStopsTheProducerAndClosesTheConn
         ADD_FAILURE() << "the producer did not end with its cancellation";
     }
     EXPECT_TRUE(server.waitForClientClose(1));
-}
-
-// Without a network (here: nothing listens at the configured address) the tab fails with the
-// transport's sentence well before its time-out.
-TEST_F(WikipediaBackendTest, AnUnreachableServerFailsTheTabWithTheTransportsMessage)
-{
-    preferences.setValue(QStringLiteral("backend.wikipedia.url"),
-                         QStringLiteral("http://127.0.0.1:%1").arg(HttpTestServer::closedPort()));
-    LookupModel model(LookupQuery{QStringLiteral("word"), std::nullopt, std::nullopt},
-                      {std::make_shared<WikipediaBackend>(backend(30))});
-    model.waitUntilFinished(30);
-    ASSERT_EQ(model.tabs().size(), 1);
-    EXPECT_EQ(model.tabs()[0].phase,
-              LookupModel::Phase::failed(QStringLiteral("Could not connect to the server.")));
 }
 
 } // namespace

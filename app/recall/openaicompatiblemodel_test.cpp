@@ -72,13 +72,7 @@ TEST_F(ToolLoopTest, AToolsOutputGoesBackUnderItsCallIdAndTheAnswerStreamsAsSnap
 
     const auto requests = server.chatRequests();
     ASSERT_EQ(requests.size(), 2);
-    const QJsonArray first = requests[0].value("messages").toArray();
-    ASSERT_EQ(first.size(), 2);
     EXPECT_EQ(requests[0].value("tools").toArray().size(), 2);
-    EXPECT_EQ(requests[0].value(
-                  "tools")[0]["function"]["parameters"]["properties"]["query"]["description"],
-              QStringLiteral("The word or short phrase to search for"));
-
     const QJsonArray second = requests[1].value("messages").toArray();
     ASSERT_EQ(second.size(), 4);
     EXPECT_EQ(
@@ -94,53 +88,6 @@ TEST_F(ToolLoopTest, AToolsOutputGoesBackUnderItsCallIdAndTheAnswerStreamsAsSnap
     EXPECT_EQ(second[3].toObject(), QJsonObject({{"role", "tool"},
                                                  {"tool_call_id", "call_7"},
                                                  {"content", "searchChats found “drift”"}}));
-}
-
-TEST_F(ToolLoopTest, TwoCallsInOneTurnBothAnswerBeforeTheNextRequest)
-{
-    server.script({Server::stream({Server::calls(
-                       {Server::call(0, "a", "searchChats", R"({"query":"x"})"),
-                        Server::call(1, "b", "searchLibrary", R"({"query":"y"})")})}),
-                   Server::answer({QStringLiteral("Both.")})});
-    Session s = session();
-    EXPECT_EQ(s.streamResponse(QStringLiteral("q"), {}, {}), QStringLiteral("Both."));
-    const QJsonArray second = server.chatRequests().at(1).value("messages").toArray();
-    ASSERT_EQ(second.size(), 5);
-    EXPECT_EQ(second[2]["tool_calls"].toArray().size(), 2);
-    EXPECT_EQ(second[3]["tool_call_id"], QStringLiteral("a"));
-    EXPECT_EQ(second[3]["content"], QStringLiteral("searchChats found “x”"));
-    EXPECT_EQ(second[4]["tool_call_id"], QStringLiteral("b"));
-    EXPECT_EQ(second[4]["content"], QStringLiteral("searchLibrary found “y”"));
-}
-
-TEST_F(ToolLoopTest, AnUnknownToolIsToldSoAndTheModelAnswers)
-{
-    server.script(
-        {Server::toolCall(QStringLiteral("c"), QStringLiteral("browse"), QStringLiteral("{}")),
-         Server::answer({QStringLiteral("No luck.")})});
-    Session s = session();
-    EXPECT_EQ(s.streamResponse(QStringLiteral("q"), {}, {}), QStringLiteral("No luck."));
-    const QJsonArray second = server.chatRequests().at(1).value("messages").toArray();
-    EXPECT_EQ(
-        second[3]["content"].toString(),
-        QStringLiteral(
-            R"(Error: there is no tool named "browse". The tools are: searchChats, searchLibrary.)"));
-}
-
-TEST_F(ToolLoopTest, AModelThatKeepsCallingToolsIsStopped)
-{
-    server.script({Server::toolCall(QStringLiteral("again"), QStringLiteral("searchChats"),
-                                    QStringLiteral(R"({"query":"x"})"))});
-    Session s = session();
-    try {
-        s.streamResponse(QStringLiteral("q"), {}, {});
-        FAIL() << "the loop did not stop";
-    } catch (const GenerationError& error) {
-        EXPECT_EQ(error.kind(), GenerationError::Kind::ExceededToolRounds);
-    }
-    EXPECT_EQ(server.chatRequests().size(), Session::maximumToolRounds + 1);
-    EXPECT_EQ(chats->queries().size(), Session::maximumToolRounds);
-    EXPECT_EQ(server.chatRequests().last().value("messages").toArray().size(), 2 + 2 * 8);
 }
 
 TEST_F(ToolLoopTest, CancellingTheConsumerStopsTheReadAndTheLoop)

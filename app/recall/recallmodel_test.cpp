@@ -85,40 +85,18 @@ protected:
     ScopedEnvironment environment;
 };
 
-TEST_F(RecallModelTest, EveryCaseHasItsRawValueNamesAndKeyAccount)
+// The raw values are what the preferences file stores; the names, key accounts and variables
+// are checked through the status texts, the keyring and the environment below.
+TEST_F(RecallModelTest, RawValuesRoundTripAndAnUnknownOneIsNothing)
 {
-    using M = RecallModel;
-    const QList<M> all = M::allCases();
-    ASSERT_EQ(all.size(), 5);
-    const QStringList raw{"onDevice", "privateCloud", "openAI", "claude", "custom"};
-    for (qsizetype i = 0; i < all.size(); ++i) {
-        EXPECT_EQ(all[i].rawValue(), raw[i]);
-        EXPECT_EQ(all[i].id(), raw[i]);
-        EXPECT_EQ(M::fromRawValue(raw[i]), all[i]);
-        EXPECT_EQ(Pref::modelName(all[i]),
-                  QStringLiteral("recall.") + raw[i] + QStringLiteral(".modelName"));
+    for (const RecallModel& model : RecallModel::allCases()) {
+        EXPECT_EQ(RecallModel::fromRawValue(model.rawValue()), model);
+        EXPECT_EQ(Pref::modelName(model),
+                  QStringLiteral("recall.") + model.rawValue() + QStringLiteral(".modelName"));
     }
-    EXPECT_EQ(M::fromRawValue(QStringLiteral("OpenAI")), std::nullopt);
-
-    EXPECT_EQ(M(M::onDevice).displayName(), std::nullopt);
-    EXPECT_EQ(M(M::privateCloud).displayName(), std::nullopt);
-    EXPECT_EQ(M(M::openAI).displayName(), QStringLiteral("OpenAI"));
-    EXPECT_EQ(M(M::claude).displayName(), QStringLiteral("Claude"));
-    EXPECT_EQ(M(M::custom).displayName(), QStringLiteral("Custom (OpenAI-compatible)"));
-
-    EXPECT_EQ(M(M::onDevice).defaultModelName(), QString());
-    EXPECT_EQ(M(M::openAI).defaultModelName(), QStringLiteral("gpt-5.4-mini"));
-    EXPECT_EQ(M(M::claude).defaultModelName(), QStringLiteral("claude-haiku-5-5"));
-    EXPECT_EQ(M(M::custom).defaultModelName(), QStringLiteral("qwen"));
-
-    EXPECT_EQ(M(M::privateCloud).keyAccount(), std::nullopt);
-    EXPECT_EQ(M(M::openAI).keyAccount(), QStringLiteral("openai"));
-    EXPECT_EQ(M(M::claude).keyAccount(), QStringLiteral("anthropic"));
-    EXPECT_EQ(M(M::custom).keyAccount(), QStringLiteral("custom"));
-    EXPECT_EQ(M(M::onDevice).environmentVariable(), std::nullopt);
-    EXPECT_EQ(M(M::openAI).environmentVariable(), QStringLiteral("LOOKUP_OPENAI_KEY"));
-    EXPECT_EQ(M(M::claude).environmentVariable(), QStringLiteral("LOOKUP_ANTHROPIC_KEY"));
-    EXPECT_EQ(M(M::custom).environmentVariable(), QStringLiteral("LOOKUP_CUSTOM_KEY"));
+    EXPECT_EQ(RecallModel::allCases().size(), 5);
+    EXPECT_EQ(RecallModel::fromRawValue(QStringLiteral("OpenAI")), std::nullopt);
+    EXPECT_EQ(RecallModel(RecallModel::privateCloud).keyAccount(), std::nullopt);
 }
 
 TEST_F(RecallModelTest, TheChoiceNamesAndAddressesComeFromThePreferences)
@@ -346,36 +324,18 @@ TEST_F(RecallModelTest, SettingsLoadFromStorageAndSaveBack)
               QStringLiteral("Base URL, e.g. http://localhost:11434/v1"));
 }
 
-TEST(GenerableTest, TheGlossAndTheSearchArgumentsDescribeThemselves)
+TEST(GenerableTest, TheGlossAndTheSearchArgumentsReadWhatTheModelWrote)
 {
     const QJsonObject gloss = Gloss::generationSchema().json();
-    EXPECT_EQ(gloss.value("title"), QStringLiteral("Gloss"));
     EXPECT_EQ(gloss.value("required"), QJsonArray({"partOfSpeech", "meaning", "synonyms"}));
-    const QJsonObject properties = gloss.value("properties").toObject();
-    EXPECT_EQ(
-        properties["partOfSpeech"]["description"],
-        QStringLiteral("Part of speech of the word in this sentence, e.g. noun, verb, adjective"));
-    EXPECT_EQ(
-        properties["meaning"]["description"],
-        QStringLiteral("What the word means in this sentence, one short plain sentence. Do not "
-                       "answer the sentence itself. If it looks like a name or term you don't "
-                       "know, say that instead of guessing."));
-    EXPECT_EQ(properties["synonyms"]["description"],
-              QStringLiteral("Two or three synonyms that fit this sentence"));
-    EXPECT_EQ(properties["synonyms"]["items"]["type"], QStringLiteral("string"));
-
+    EXPECT_EQ(gloss["properties"]["synonyms"]["items"]["type"], QStringLiteral("string"));
     const auto partial = Gloss::PartiallyGenerated::from(GeneratedContent::fromJson(
         QStringLiteral(R"({"partOfSpeech": "noun", "synonyms": ["a", "b)"), false));
     EXPECT_EQ(partial.partOfSpeech, QStringLiteral("noun"));
     EXPECT_EQ(partial.meaning, std::nullopt);
     EXPECT_EQ(partial.synonyms, QStringList({"a", "b"}));
 
-    EXPECT_EQ(SearchArguments::generationSchema().json(),
-              QJsonDocument::fromJson(R"({"type": "object", "title": "Arguments",
-                  "additionalProperties": false, "required": ["query"],
-                  "properties": {"query": {"type": "string",
-                                           "description": "The word or short phrase to search for"}}})")
-                  .object());
+    EXPECT_EQ(SearchArguments::generationSchema().json().value("additionalProperties"), false);
     EXPECT_EQ(SearchArguments::from(GeneratedContent::fromJson(QStringLiteral(R"({"query":"x"})")))
                   ->query,
               QStringLiteral("x"));

@@ -83,6 +83,25 @@ private:
 
 class HttpTest : public ::testing::Test {
 protected:
+    // The lines of the body at `path`; the answer's head goes to `head`. Every line must come
+    // with the answer's status.
+    QList<QByteArray> linesOf(const char* path, double timeout = 10, HttpResponse* head = nullptr)
+    {
+        QList<QByteArray> lines;
+        QList<int> statuses;
+        const HttpResponse response =
+            http.lines(get(server.url(QString::fromLatin1(path)), timeout),
+                       [&](const HttpResponse& first, const QByteArray& line) {
+                           statuses.append(first.status);
+                           lines.append(line);
+                           return true;
+                       });
+        EXPECT_EQ(statuses, QList<int>(lines.size(), response.status)) << path;
+        if (head)
+            *head = response;
+        return lines;
+    }
+
     HttpTestServer server;
     Http& http = Http::shared();
 };
@@ -112,19 +131,25 @@ TEST_F(HttpTest, SendsMethodHeadersAndBodyAndReturnsTheWholeAnswer)
     EXPECT_EQ(seen.json().value(QStringLiteral("a")).toInt(), 1);
 }
 
-TEST_F(HttpTest, ErrorStatusesAreAnswersNotFailures)
+TEST_F(HttpTest, ErrorStatusesAreAnswersNotFailuresAlsoWhenReadByLines)
 {
     server.on("/missing", Reply::text(404, "no such page"));
     server.on("/broken", Reply::json(QJsonObject{{QStringLiteral("error"), true}}, 500));
     server.on("/busy", Reply::text(503, {}));
+    const QList<std::tuple<const char*, int, QByteArray>> cases = {
+        {"/missing", 404, "no such page"},
+        {"/broken", 500, R"({"error":true})"},
+        {"/busy", 503, {}}};
+    for (const auto& [path, status, body] : cases) {
+        const HttpResponse response = http.send(get(server.url(QString::fromLatin1(path))));
+        EXPECT_EQ(response.status, status) << path;
+        EXPECT_EQ(response.body, body) << path;
+    }
 
-    const HttpResponse missing = http.send(get(server.url(QStringLiteral("/missing"))));
-    EXPECT_EQ(missing.status, 404);
-    EXPECT_EQ(missing.body, QByteArray("no such page"));
-    const HttpResponse broken = http.send(get(server.url(QStringLiteral("/broken"))));
-    EXPECT_EQ(broken.status, 500);
-    EXPECT_EQ(broken.body, QByteArray(R"({"error":true})"));
-    EXPECT_EQ(http.send(get(server.url(QStringLiteral("/busy")))).status, 503);
+    server.on("/denied", Reply::text(401, "bad key\nsecond"));
+    HttpResponse head;
+    EXPECT_EQ(linesOf("/denied", 10, &head), (QList<QByteArray>{"bad key", "second"}));
+    EXPECT_EQ(head.status, 401);
 }
 
 TEST_F(HttpTest, RedirectsAreFollowedUntilTheyLoop)
@@ -159,41 +184,14 @@ TEST_F(HttpTest, LinesEndAtLfCrOrCrLfEvenWhenSplitAcrossPieces)
                             .pause(20ms)
                             .send("ve\r")
                             .send("\r\nsix"));
-    QList<QByteArray> lines;
-    int status = 0;
-    const HttpResponse response = http.lines(get(server.url(QStringLiteral("/lines"))),
-                                             [&](const HttpResponse& head, const QByteArray& line) {
-                                                 status = head.status;
-                                                 lines.append(line);
-                                                 return true;
-                                             });
-    EXPECT_EQ(status, 200);
-    EXPECT_EQ(response.status, 200);
-    EXPECT_EQ(response.header("Content-Type"), QByteArray("text/event-stream"));
-    EXPECT_EQ(lines, (QList<QByteArray>{"one", "two", "three", "four", "", "five", "", "six"}));
+    HttpResponse head;
+    EXPECT_EQ(linesOf("/lines", 10, &head),
+              (QList<QByteArray>{"one", "two", "three", "four", "", "five", "", "six"}));
+    EXPECT_EQ(head.status, 200);
+    EXPECT_EQ(head.header("Content-Type"), QByteArray("text/event-stream"));
 
     server.on("/empty", Reply::text(200, {}));
-    int calls = 0;
-    http.lines(get(server.url(QStringLiteral("/empty"))),
-               [&](const HttpResponse&, const QByteArray&) {
-                   ++calls;
-                   return true;
-               });
-    EXPECT_EQ(calls, 0);
-}
-
-TEST_F(HttpTest, LinesOfAnErrorStatusArriveWithTheirStatus)
-{
-    server.on("/denied", Reply::text(401, "bad key\nsecond"));
-    QList<QByteArray> lines;
-    const HttpResponse response = http.lines(get(server.url(QStringLiteral("/denied"))),
-                                             [&](const HttpResponse& head, const QByteArray& line) {
-                                                 EXPECT_EQ(head.status, 401);
-                                                 lines.append(line);
-                                                 return true;
-                                             });
-    EXPECT_EQ(response.status, 401);
-    EXPECT_EQ(lines, (QList<QByteArray>{"bad key", "second"}));
+    EXPECT_TRUE(linesOf("/empty").isEmpty());
 }
 
 // A body that never ends still delivers its lines as they come; the reader may stop it, and
@@ -236,30 +234,30 @@ TEST_F(HttpTest, NothingListeningIsCouldNotConnect)
     }
 }
 
-TEST_F(HttpTest, AddressesThatAreNotWebAddressesFailAtOnce)
+TEST_F(HttpTest, BadAddressesAndCallsCancelledBeforeTheyStartSendNothing)
 {
     for (const char* text : {"ftp://127.0.0.1/file", "not a url", "http://"}) {
         EXPECT_EQ(failureOf([&] { http.send(get(QUrl(QString::fromLatin1(text)))); }),
                   HttpError::BadUrl)
             << text;
     }
+    EXPECT_EQ(
+        failureOf([&] { http.send(get(server.url(QStringLiteral("/any"))), [] { return true; }); }),
+        HttpError::Cancelled);
     EXPECT_EQ(server.connectionsOpened(), 0);
 }
 
 TEST_F(HttpTest, AServerThatClosesEarlyLosesTheConnection)
 {
     server.on("/half", Reply::text(200, "a body that is cut in half").closeEarly());
-    EXPECT_EQ(failureOf([&] { http.send(get(server.url(QStringLiteral("/half")))); }),
-              HttpError::ConnectionLost);
-
     server.on("/nothing", Reply::raw({}));
-    EXPECT_EQ(failureOf([&] { http.send(get(server.url(QStringLiteral("/nothing")))); }),
-              HttpError::ConnectionLost);
-
     // Something that is not an HTTP server answers and hangs up.
     server.on("/garbage", Reply::raw("SSH-2.0-OpenSSH_9.2\r\nProtocol mismatch.\r\n"));
-    EXPECT_EQ(failureOf([&] { http.send(get(server.url(QStringLiteral("/garbage")))); }),
-              HttpError::ConnectionLost);
+    for (const char* path : {"/half", "/nothing", "/garbage"}) {
+        EXPECT_EQ(failureOf([&] { http.send(get(server.url(QString::fromLatin1(path)))); }),
+                  HttpError::ConnectionLost)
+            << path;
+    }
 }
 
 TEST_F(HttpTest, IdleLongerThanTheTimeOutTimesOutAndCloses)
@@ -271,16 +269,10 @@ TEST_F(HttpTest, IdleLongerThanTheTimeOutTimesOutAndCloses)
 
     // The time-out counts idleness, not the whole transfer: a slow but steady stream finishes.
     server.on("/slow", Reply::stream().line("a").pause(100ms).line("b").pause(100ms).line("c"));
-    QList<QByteArray> lines;
-    http.lines(get(server.url(QStringLiteral("/slow")), 5),
-               [&](const HttpResponse&, const QByteArray& line) {
-                   lines.append(line);
-                   return true;
-               });
-    EXPECT_EQ(lines, (QList<QByteArray>{"a", "b", "c"}));
+    EXPECT_EQ(linesOf("/slow", 5), (QList<QByteArray>{"a", "b", "c"}));
 
     server.on("/stalls", Reply::stream().line("a").neverEnd());
-    lines.clear();
+    QList<QByteArray> lines;
     EXPECT_EQ(failureOf([&] {
                   http.lines(get(server.url(QStringLiteral("/stalls")), 0.2),
                              [&](const HttpResponse&, const QByteArray& line) {
@@ -325,14 +317,6 @@ TEST_F(HttpTest, CancellingStopsAReadOfAnEndlessBody)
     EXPECT_EQ(call.failure(), HttpError::Cancelled);
     EXPECT_TRUE(server.waitForClientClose(1));
     EXPECT_LE(lines.load(), 1);
-}
-
-TEST_F(HttpTest, ACallCancelledBeforeItStartsSendsNothing)
-{
-    EXPECT_EQ(
-        failureOf([&] { http.send(get(server.url(QStringLiteral("/any"))), [] { return true; }); }),
-        HttpError::Cancelled);
-    EXPECT_EQ(server.connectionsOpened(), 0);
 }
 
 // Calls on several threads at once share nothing: each gets its own answer.
