@@ -45,6 +45,12 @@ TEST_F(PreferencesTest, RegisteredDefaultsAreTheProgramsKeysAndStoredValuesWin)
 
     prefs.remove(QStringLiteral("recall.model"));
     EXPECT_EQ(prefs.stringValue(QStringLiteral("recall.model")), QStringLiteral("onDevice"));
+
+    // Missing keys are nothing; an empty text is a text.
+    EXPECT_FALSE(prefs.stringValue(QStringLiteral("missing")).has_value());
+    EXPECT_FALSE(prefs.boolValue(QStringLiteral("missing")));
+    prefs.setValue(QStringLiteral("recall.custom.baseURL"), QString());
+    EXPECT_EQ(prefs.stringValue(QStringLiteral("recall.custom.baseURL")), QString());
 }
 
 TEST_F(PreferencesTest, WritesGoThroughToAReadableIniFileAndOutsideEditsAreSeen)
@@ -66,21 +72,6 @@ TEST_F(PreferencesTest, WritesGoThroughToAReadableIniFileAndOutsideEditsAreSeen)
     Preferences other(file);
     other.setValue(QStringLiteral("backend.chats"), true);
     EXPECT_TRUE(prefs.boolValue(QStringLiteral("backend.chats")));
-}
-
-TEST_F(PreferencesTest, TextIsReadAsTextAndMissingKeysAsNothing)
-{
-    Preferences prefs(file);
-    EXPECT_FALSE(prefs.stringValue(QStringLiteral("missing")).has_value());
-    EXPECT_FALSE(prefs.boolValue(QStringLiteral("missing")));
-    prefs.setValue(QStringLiteral("recall.custom.baseURL"), QString());
-    EXPECT_EQ(prefs.stringValue(QStringLiteral("recall.custom.baseURL")), QString());
-}
-
-TEST(PrefTest, ModelNameKey)
-{
-    EXPECT_EQ(Pref::modelName(QStringLiteral("claude")), QStringLiteral("recall.claude.modelName"));
-    EXPECT_EQ(Pref::modelName(QStringLiteral("openAI")), QStringLiteral("recall.openAI.modelName"));
 }
 
 TEST(XdgPathsTest, FoldersFollowHomeAndTheXdgVariables)

@@ -8,7 +8,6 @@
 #include "recallmodel.h"
 #include "recallsettings.h"
 #include "searcharguments.h"
-#include "systemlanguagemodel.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -183,16 +182,6 @@ TEST_F(RecallModelTest, StatusOfTheOnDeviceModelSaysWhatToDo)
               QStringLiteral("Pull the model qwen2.5 into the local model server"));
     pointLocalModelAt(QStringLiteral("not a url"));
     EXPECT_EQ(onDevice.status(prefs), QStringLiteral("Start a local model server at not a url"));
-
-    // The defaults point at Ollama's usual address.
-    const auto local = SystemLanguageModel::defaultModel(Preferences(dir.path() + "/other.conf"));
-    EXPECT_EQ(local->baseURL, QUrl());
-    Preferences defaults(dir.path() + QStringLiteral("/defaults.conf"));
-    Pref::registerDefaults(defaults);
-    const auto standard = SystemLanguageModel::defaultModel(defaults);
-    EXPECT_EQ(standard->baseURL, QUrl("http://127.0.0.1:11434/v1"));
-    EXPECT_EQ(standard->model, QStringLiteral("llama3.2"));
-    EXPECT_EQ(standard->apiKey, std::nullopt);
 }
 
 TEST_F(RecallModelTest, SessionsFailWithTheSentenceThatSaysWhatToDo)

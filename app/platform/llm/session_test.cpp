@@ -57,9 +57,7 @@ private:
 
 class ScriptedModel : public LanguageModel {
 public:
-    explicit ScriptedModel(std::shared_ptr<ScriptedExecutor> executor,
-                           QList<Capability> capabilities = {Capability::ToolCalling,
-                                                             Capability::GuidedGeneration})
+    ScriptedModel(std::shared_ptr<ScriptedExecutor> executor, QList<Capability> capabilities)
         : m_executor(std::move(executor)), m_capabilities(std::move(capabilities))
     {
     }
@@ -101,10 +99,13 @@ private:
 
 struct Fixture {
     explicit Fixture(QList<ScriptedExecutor::Turn> turns,
-                     QList<std::shared_ptr<const Tool>> tools = {})
+                     QList<std::shared_ptr<const Tool>> tools = {},
+                     QList<LanguageModel::Capability> capabilities =
+                         {LanguageModel::Capability::ToolCalling,
+                          LanguageModel::Capability::GuidedGeneration})
         : executor(std::make_shared<ScriptedExecutor>(std::move(turns))),
-          session(std::make_shared<ScriptedModel>(executor), std::move(tools),
-                  QStringLiteral("Be brief."))
+          session(std::make_shared<ScriptedModel>(executor, std::move(capabilities)),
+                  std::move(tools), QStringLiteral("Be brief."))
     {
     }
     std::shared_ptr<ScriptedExecutor> executor;
@@ -152,14 +153,11 @@ TEST(SessionTest, TextSnapshotsCarryTheWholeAnswerSoFar)
 
 TEST(SessionTest, AModelThatCannotCallToolsIsOfferedNone)
 {
-    auto executor = std::make_shared<ScriptedExecutor>(
-        QList<ScriptedExecutor::Turn>{ScriptedExecutor::events({text("plain")})});
-    Session session(std::make_shared<ScriptedModel>(
-                        executor, QList{LanguageModel::Capability::GuidedGeneration}),
-                    {echoTool()}, QStringLiteral("Be brief."));
-    EXPECT_EQ(session.streamResponse(QStringLiteral("q"), {}, {}), QStringLiteral("plain"));
-    EXPECT_TRUE(executor->requests().at(0).enabledToolDefinitions.isEmpty());
-    EXPECT_EQ(session.transcript()[0].toolDefinitions.size(), 1)
+    Fixture f({ScriptedExecutor::events({text("plain")})}, {echoTool()},
+              {LanguageModel::Capability::GuidedGeneration});
+    EXPECT_EQ(f.session.streamResponse(QStringLiteral("q"), {}, {}), QStringLiteral("plain"));
+    EXPECT_TRUE(f.executor->requests().at(0).enabledToolDefinitions.isEmpty());
+    EXPECT_EQ(f.session.transcript()[0].toolDefinitions.size(), 1)
         << "still listed with the instructions";
 }
 
