@@ -7,8 +7,6 @@
 
 #include <QJsonArray>
 #include <gtest/gtest.h>
-#include <map>
-#include <mutex>
 
 using namespace std::chrono_literals;
 using Reply = HttpTestServer::Reply;
@@ -38,55 +36,38 @@ QJsonObject toolAnswer(const QJsonObject& content)
 }
 
 // A Shelfwise server on the test server: sw_search answers the results; sw_read answers each
-// document's text, or the reply scripted for that id. The script may change between lookups;
-// the server's thread reads it under the lock.
+// document's text, or the reply scripted for that id. Every change installs fresh handlers
+// holding copies, so the server's thread shares nothing with the test.
 class FakeLibrary {
 public:
-    explicit FakeLibrary(HttpTestServer& server, const QString& prefix = {}) : m_server(server)
+    explicit FakeLibrary(HttpTestServer& server, const QString& prefix = {})
+        : m_server(server), m_prefix(prefix)
     {
-        // The handlers share the script, so it lives as long as the server may call them.
-        server.on((prefix + QStringLiteral("/api/tools/sw_search")).toUtf8(),
-                  [script = m_script](const HttpTestServer::Request&) {
-                      std::lock_guard lock(script->mutex);
-                      return script->searchReply.value_or(Reply::json(
-                          toolAnswer(QJsonObject{{QStringLiteral("items"), script->results}})));
-                  });
-        server.on(
-            (prefix + QStringLiteral("/api/tools/sw_read")).toUtf8(),
-            [script = m_script](const HttpTestServer::Request& request) {
-                const QString id = request.json().value(QStringLiteral("id")).toString();
-                std::lock_guard lock(script->mutex);
-                if (const auto scripted = script->readReplies.find(id);
-                    scripted != script->readReplies.end())
-                    return scripted->second;
-                const QJsonObject artifact{{QStringLiteral("content"), script->texts.value(id)}};
-                return Reply::json(toolAnswer(QJsonObject{{QStringLiteral("artifact"), artifact}}));
-            });
+        serve();
     }
 
     // A search result with this id, title and tags, and the document's text.
     void add(const QString& id, const QString& title, const QString& text = {},
              const QStringList& tags = {})
     {
+        m_texts.insert(id, text);
         add(result(id, title, tags));
-        std::lock_guard lock(m_script->mutex);
-        m_script->texts.insert(id, text);
     }
     void add(const QJsonObject& searchResult)
     {
-        std::lock_guard lock(m_script->mutex);
-        m_script->results.append(searchResult);
+        m_results.append(searchResult);
+        serve();
     }
     void setRead(const QString& id, Reply reply)
     {
-        std::lock_guard lock(m_script->mutex);
-        m_script->readReplies.insert_or_assign(id, std::move(reply));
+        m_reads.insert(id, reply);
+        serve();
     }
     // Replaces the whole sw_search answer; nothing goes back to the results.
     void setSearch(std::optional<Reply> reply)
     {
-        std::lock_guard lock(m_script->mutex);
-        m_script->searchReply = std::move(reply);
+        m_search = std::move(reply);
+        serve();
     }
 
     // Ids of the documents read, in order.
@@ -101,15 +82,27 @@ public:
     }
 
 private:
-    struct Script {
-        std::mutex mutex;
-        QJsonArray results;
-        QMap<QString, QString> texts;
-        std::map<QString, Reply> readReplies;
-        std::optional<Reply> searchReply;
-    };
+    void serve()
+    {
+        m_server.on((m_prefix + QStringLiteral("/api/tools/sw_search")).toUtf8(),
+                    m_search.value_or(Reply::json(
+                        toolAnswer(QJsonObject{{QStringLiteral("items"), m_results}}))));
+        m_server.on((m_prefix + QStringLiteral("/api/tools/sw_read")).toUtf8(),
+                    [texts = m_texts, reads = m_reads](const HttpTestServer::Request& request) {
+                        const QString id = request.json().value(QStringLiteral("id")).toString();
+                        return reads.value(
+                            id, Reply::json(toolAnswer(QJsonObject{
+                                    {QStringLiteral("artifact"),
+                                     QJsonObject{{QStringLiteral("content"), texts.value(id)}}}})));
+                    });
+    }
+
     HttpTestServer& m_server;
-    std::shared_ptr<Script> m_script = std::make_shared<Script>();
+    QString m_prefix;
+    QJsonArray m_results;
+    QMap<QString, QString> m_texts;
+    QMap<QString, Reply> m_reads;
+    std::optional<Reply> m_search;
 };
 
 QString failureOf(const LookupStream& stream)

@@ -13,54 +13,35 @@
 #include <QJsonDocument>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
-#include <map>
 
 namespace {
 
-// Sets or clears environment variables for one test and puts the old values back.
-class ScopedEnvironment {
-public:
-    void set(const char* name, const QByteArray& value)
-    {
-        save(name);
-        qputenv(name, value);
-    }
-    void unset(const char* name)
-    {
-        save(name);
-        qunsetenv(name);
-    }
-    ~ScopedEnvironment()
-    {
-        for (const auto& [name, value] : m_saved) {
-            if (value)
-                qputenv(name.c_str(), *value);
-            else
-                qunsetenv(name.c_str());
-        }
-    }
-
-private:
-    void save(const char* name)
-    {
-        if (!m_saved.count(name))
-            m_saved[name] =
-                qEnvironmentVariableIsSet(name) ? std::optional(qgetenv(name)) : std::nullopt;
-    }
-    std::map<std::string, std::optional<QByteArray>> m_saved;
-};
-
-// Fresh preferences with the program's defaults, an in-memory keyring and no key variables.
+// Fresh preferences with the program's defaults, an in-memory keyring and no key variables;
+// the variables' old values come back afterwards.
 class RecallModelTest : public ::testing::Test {
 protected:
     RecallModelTest()
     {
         Pref::registerDefaults(prefs);
         SecretStore::setStandard(&keyring);
-        for (const char* name : {"LOOKUP_OPENAI_KEY", "LOOKUP_ANTHROPIC_KEY", "LOOKUP_CUSTOM_KEY"})
-            environment.unset(name);
+        for (const char* name : kKeyVariables) {
+            saved.append(qEnvironmentVariableIsSet(name) ? std::optional(qgetenv(name))
+                                                         : std::nullopt);
+            qunsetenv(name);
+        }
     }
-    ~RecallModelTest() override { SecretStore::setStandard(nullptr); }
+    ~RecallModelTest() override
+    {
+        SecretStore::setStandard(nullptr);
+        for (qsizetype i = 0; i < saved.size(); ++i) {
+            if (saved[i])
+                qputenv(kKeyVariables[i], *saved[i]);
+            else
+                qunsetenv(kKeyVariables[i]);
+        }
+    }
+    static constexpr const char* kKeyVariables[] = {"LOOKUP_OPENAI_KEY", "LOOKUP_ANTHROPIC_KEY",
+                                                    "LOOKUP_CUSTOM_KEY"};
 
     // The text of the BackendError that session() throws, or none when it builds a session.
     std::optional<QString> sessionError(RecallModel model)
@@ -81,7 +62,7 @@ protected:
     QTemporaryDir dir;
     Preferences prefs{dir.path() + QStringLiteral("/peekwell.conf")};
     MemorySecretStore keyring;
-    ScopedEnvironment environment;
+    QList<std::optional<QByteArray>> saved;
 };
 
 // The raw values are what the preferences file stores; the names, key accounts and variables
@@ -139,10 +120,10 @@ TEST_F(RecallModelTest, StatusOfTheRemoteAndPrivateCloudModels)
 
     Keychain::set(QStringLiteral("openai"), QStringLiteral("sk-1"));
     EXPECT_EQ(openAI.status(prefs), QStringLiteral("gpt-5.4-mini"));
-    environment.set("LOOKUP_ANTHROPIC_KEY", "");
+    qputenv("LOOKUP_ANTHROPIC_KEY", "");
     EXPECT_EQ(claude.status(prefs), QStringLiteral("Add an API key"))
         << "an empty variable is ignored";
-    environment.set("LOOKUP_ANTHROPIC_KEY", "sk-ant");
+    qputenv("LOOKUP_ANTHROPIC_KEY", "sk-ant");
     prefs.setValue(QStringLiteral("recall.claude.modelName"), QStringLiteral("claude-y"));
     EXPECT_EQ(claude.status(prefs), QStringLiteral("claude-y"));
     prefs.setValue(QStringLiteral("recall.custom.baseURL"),
@@ -201,7 +182,7 @@ TEST_F(RecallModelTest, SessionsFailWithTheSentenceThatSaysWhatToDo)
     EXPECT_EQ(sessionError(RecallModel::onDevice), std::nullopt)
         << "availability is not tested here";
 
-    environment.set("LOOKUP_ANTHROPIC_KEY", "sk-env");
+    qputenv("LOOKUP_ANTHROPIC_KEY", "sk-env");
     prefs.setValue(QStringLiteral("recall.claude.modelName"), QString());
     const Session claude = RecallModel(RecallModel::claude).session({}, QStringLiteral("i"), prefs);
     const auto& model = dynamic_cast<const OpenAICompatibleModel&>(claude.model());
@@ -239,9 +220,9 @@ TEST_F(RecallModelTest, KeychainPrefersANonEmptyVariableAndReplacesOrDeletesStor
     Keychain::set(QStringLiteral("openai"), QStringLiteral("sk-2"));
     EXPECT_EQ(Keychain::get(QStringLiteral("openai")), QStringLiteral("sk-2"));
 
-    environment.set("LOOKUP_OPENAI_KEY", "sk-env");
+    qputenv("LOOKUP_OPENAI_KEY", "sk-env");
     EXPECT_EQ(Keychain::get(QStringLiteral("openai")), QStringLiteral("sk-env"));
-    environment.set("LOOKUP_OPENAI_KEY", "");
+    qputenv("LOOKUP_OPENAI_KEY", "");
     EXPECT_EQ(Keychain::get(QStringLiteral("openai")), QStringLiteral("sk-2"));
 
     Keychain::set(QStringLiteral("openai"), QString());
@@ -290,7 +271,7 @@ TEST_F(RecallModelTest, SettingsLoadFromStorageAndSaveBack)
     EXPECT_EQ(custom.key, QString()) << "a reload drops uncommitted text";
     EXPECT_EQ(custom.baseURL, QStringLiteral("http://box/v1"));
     EXPECT_FALSE(custom.hasKey);
-    environment.set("LOOKUP_CUSTOM_KEY", "from-env");
+    qputenv("LOOKUP_CUSTOM_KEY", "from-env");
     custom.load();
     EXPECT_TRUE(custom.hasKey) << "the variable counts";
     EXPECT_TRUE(custom.showsBaseURLField());
