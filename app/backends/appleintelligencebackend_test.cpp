@@ -95,18 +95,14 @@ TEST_F(AppleIntelligenceBackendTest, GlossGrowsFieldByFieldIntoOneItem)
     const QString content =
         requests[0][QStringLiteral("messages")][1][QStringLiteral("content")].toString();
     EXPECT_TRUE(content.contains(QStringLiteral("Two or three synonyms that fit this sentence")));
-}
 
-TEST_F(AppleIntelligenceBackendTest, EmptySynonymsAndAQueryWithoutContext)
-{
-    server.script({Server::answer(
-        {R"({"partOfSpeech":"noun","meaning":"A toothed tool.",)", R"("synonyms":[]})"})});
-    const QList<LookupItems> lists = lookup(QStringLiteral("saw")).waitForAll();
-    ASSERT_FALSE(lists.isEmpty());
-    EXPECT_EQ(lists.last(), LookupItems{gloss(QStringLiteral("saw"), QStringLiteral("noun"),
-                                              QStringLiteral("A toothed tool."))});
-    ASSERT_EQ(server.chatRequests().size(), 1);
-    EXPECT_EQ(promptOf(server.chatRequests()[0]), QStringLiteral("WORD: saw"));
+    // No synonyms: no "Similar" line.
+    server.script(
+        {Server::answer({R"({"partOfSpeech":"noun","meaning":"A tool.","synonyms":[]})"})});
+    const QList<LookupItems> bare = lookup(saw).waitForAll();
+    ASSERT_FALSE(bare.isEmpty());
+    EXPECT_EQ(bare.last(),
+              LookupItems{gloss(saw, QStringLiteral("noun"), QStringLiteral("A tool."))});
 }
 
 TEST_F(AppleIntelligenceBackendTest, DeclinedSentenceIsGlossedAgainWithoutIt)
