@@ -17,6 +17,8 @@
 #include <QTimer>
 #include <QUrl>
 
+using namespace Qt::Literals::StringLiterals;
+
 using namespace std::chrono_literals;
 
 namespace {
@@ -44,53 +46,42 @@ BackendList scripted(const QString& term)
 {
     const QByteArray script = qgetenv("PEEKWELL_SCRIPT");
     const LookupItems chats = {
-        item(QStringLiteral("/s/1.jsonl"), QStringLiteral("Rename the parser module"),
-             QStringLiteral("claude · peekwell · 2 hr. ago · you"),
-             QStringLiteral("Can we call it ") + term +
-                 QStringLiteral(" instead? The old name hides what it does."),
-             copyLink(QStringLiteral("cd '/home/me/peekwell' && claude --resume 1f2e")).toString()),
-        item(QStringLiteral("/s/2.jsonl"),
-             QStringLiteral("Index pass is slow on large transcripts"),
-             QStringLiteral("codex · peekwell · 1 day ago · agent"),
-             QStringLiteral("The ") + term +
-                 QStringLiteral(" step reads every file again; keep the byte offset instead."),
-             copyLink(QStringLiteral("cd '/home/me/it'\\''s' && codex resume 77aa")).toString()),
-        item(QStringLiteral("/s/3.jsonl"), QStringLiteral("Tidy up"),
-             QStringLiteral("pi · notes · 3 wk. ago · you"), QStringLiteral("Short note."),
-             copyLink(QStringLiteral("pi --session 3")).toString()),
+        item(u"/s/1.jsonl"_s, u"Rename the parser module"_s,
+             u"claude · peekwell · 2 hr. ago · you"_s,
+             u"Can we call it "_s + term + u" instead? The old name hides what it does."_s,
+             copyLink(u"cd '/home/me/peekwell' && claude --resume 1f2e"_s).toString()),
+        item(u"/s/2.jsonl"_s, u"Index pass is slow on large transcripts"_s,
+             u"codex · peekwell · 1 day ago · agent"_s,
+             u"The "_s + term + u" step reads every file again; keep the byte offset instead."_s,
+             copyLink(u"cd '/home/me/it'\\''s' && codex resume 77aa"_s).toString()),
+        item(u"/s/3.jsonl"_s, u"Tidy up"_s, u"pi · notes · 3 wk. ago · you"_s, u"Short note."_s,
+             copyLink(u"pi --session 3"_s).toString()),
     };
     if (script == "copy")
-        return {source(QStringLiteral("chats"), QStringLiteral("Chats"),
-                       QStringLiteral("bubble.left.and.text.bubble.right"),
+        return {source(u"chats"_s, u"Chats"_s, u"bubble.left.and.text.bubble.right"_s,
                        {ScriptedBackend::yield(chats)})};
     if (script == "slow")
         return {
-            source(QStringLiteral("apple"), QStringLiteral("Answer"), QStringLiteral("sparkles"),
-                   {ScriptedBackend::hang()}),
-            source(QStringLiteral("recall"), QStringLiteral("Recall"),
-                   QStringLiteral("brain.head.profile"),
+            source(u"apple"_s, u"Answer"_s, u"sparkles"_s, {ScriptedBackend::hang()}),
+            source(u"recall"_s, u"Recall"_s, u"brain.head.profile"_s,
                    {ScriptedBackend::yield({}), ScriptedBackend::hang()}),
-            source(QStringLiteral("chats"), QStringLiteral("Chats"),
-                   QStringLiteral("bubble.left.and.text.bubble.right"),
+            source(u"chats"_s, u"Chats"_s, u"bubble.left.and.text.bubble.right"_s,
                    {ScriptedBackend::yield(chats.mid(0, 2)), ScriptedBackend::hang()}),
-            source(QStringLiteral("wikipedia"), QStringLiteral("Wikipedia"),
-                   QStringLiteral("globe"), {ScriptedBackend::yield({})}),
+            source(u"wikipedia"_s, u"Wikipedia"_s, u"globe"_s, {ScriptedBackend::yield({})}),
         };
     return {
-        source(QStringLiteral("apple"), QStringLiteral("Answer"), QStringLiteral("sparkles"),
+        source(u"apple"_s, u"Answer"_s, u"sparkles"_s,
                {ScriptedBackend::wait(50ms),
                 ScriptedBackend::yield(
-                    {item(QStringLiteral("gloss"), term, QStringLiteral("noun"),
+                    {item(u"gloss"_s, term, u"noun"_s,
                           QStringLiteral("A single distinct meaningful element of speech or "
                                          "writing. Synonyms: term, expression, name."),
                           QString())})}),
-        source(QStringLiteral("recall"), QStringLiteral("Recall"),
-               QStringLiteral("brain.head.profile"),
+        source(u"recall"_s, u"Recall"_s, u"brain.head.profile"_s,
                {ScriptedBackend::wait(30ms), ScriptedBackend::yield({})}),
-        source(QStringLiteral("chats"), QStringLiteral("Chats"),
-               QStringLiteral("bubble.left.and.text.bubble.right"),
+        source(u"chats"_s, u"Chats"_s, u"bubble.left.and.text.bubble.right"_s,
                {ScriptedBackend::yield(chats)}),
-        source(QStringLiteral("wikipedia"), QStringLiteral("Wikipedia"), QStringLiteral("globe"),
+        source(u"wikipedia"_s, u"Wikipedia"_s, u"globe"_s,
                {ScriptedBackend::wait(20ms),
                 ScriptedBackend::fail(QStringLiteral(
                     "Wikipedia couldn’t be reached. Check the network connection."))}),
@@ -107,9 +98,9 @@ int main(int argc, char** argv)
     QApplication app(argc, argv);
     Pref::registerDefaults();
     LookupOperations::setBackendSource([arguments](Preferences&) {
-        const qsizetype at = arguments.indexOf(QStringLiteral("--lookup"));
-        const qsizetype snap = arguments.indexOf(QStringLiteral("--snapshot"));
-        QString term = QStringLiteral("word");
+        const qsizetype at = arguments.indexOf(u"--lookup"_s);
+        const qsizetype snap = arguments.indexOf(u"--snapshot"_s);
+        QString term = u"word"_s;
         if (at >= 0 && at + 1 < arguments.size())
             term = arguments[at + 1];
         else if (snap >= 0 && snap + 2 < arguments.size())
