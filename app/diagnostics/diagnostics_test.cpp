@@ -63,7 +63,7 @@ TEST(DiagnosticsTest, AnUnwritableLogFolderStillPrintsTheReport)
     EXPECT_NE(printed.find("\"ok\": true"), std::string::npos);
 }
 
-TEST(DiagnosticsTest, OnlyAWindowedOperationWithAllItsValuesTakesOver)
+TEST(DiagnosticsTest, OnlyAnOperationWithAllItsValuesTakesOver)
 {
     const std::pair<QStringList, QString> cases[] = {
         {{}, {}},

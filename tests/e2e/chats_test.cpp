@@ -251,13 +251,6 @@ TEST(ChatsEndToEndTest, IndexThenSearchWithReports)
     const QJsonArray evil = json(run.out).value(u"hits"_s).toArray();
     ASSERT_EQ(evil.size(), 1);
     EXPECT_EQ(evil[0].toArray()[3].toString(), u"claude --resume 'x; touch pwned'"_s);
-
-    // Operators and punctuation are words, never errors.
-    for (const char* text : {"NEAR(", "\"", "*", "widget OR", "a:b ^c"}) {
-        run = runPeekwell({u"--search"_s, QString::fromLatin1(text)}, environmentFor(home.path()));
-        EXPECT_EQ(run.exitCode, 0) << text;
-        EXPECT_TRUE(json(run.out).value(u"hits"_s).isArray()) << text;
-    }
 }
 
 TEST(ChatsEndToEndTest, SettingsCombineWithTheOperationAndPersist)
