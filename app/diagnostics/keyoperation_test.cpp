@@ -13,64 +13,34 @@ using namespace Qt::Literals::StringLiterals;
 
 namespace {
 
-// Sets LOOKUP_KEY (or clears it with none) and the OpenAI key variable for one test.
-class KeyEnvironment {
-public:
-    KeyEnvironment() { m_saved = {qgetenv("LOOKUP_KEY"), qgetenv("LOOKUP_OPENAI_KEY")}; }
-    ~KeyEnvironment()
-    {
-        restore("LOOKUP_KEY", m_saved[0]);
-        restore("LOOKUP_OPENAI_KEY", m_saved[1]);
-    }
-    static void set(const char* name, const std::optional<QByteArray>& value)
-    {
-        if (value)
-            qputenv(name, *value);
-        else
-            qunsetenv(name);
-    }
-
-private:
-    static void restore(const char* name, const QByteArray& value)
-    {
-        set(name, value.isNull() ? std::nullopt : std::optional(value));
-    }
-    QList<QByteArray> m_saved;
-};
-
-class KeyOperationTest : public ::testing::Test {
-protected:
-    KeyOperationTest()
-    {
-        SecretStore::setStandard(&keyring);
-        KeyEnvironment::set("LOOKUP_OPENAI_KEY", std::nullopt);
-    }
-    ~KeyOperationTest() override { SecretStore::setStandard(nullptr); }
-
-    // Runs the operation with LOOKUP_KEY as given; returns the report and standard error.
-    std::pair<QJsonObject, QString> setKey(const QString& account, std::optional<QByteArray> key)
-    {
-        KeyEnvironment::set("LOOKUP_KEY", key);
-        ::testing::internal::CaptureStderr();
-        const QJsonObject report = KeyOperation::setKey(account);
-        return {report, QString::fromStdString(::testing::internal::GetCapturedStderr())};
-    }
-
-    KeyEnvironment environment;
-    MemorySecretStore keyring;
-};
-
 // Storing, replacing, deleting and a missing keyring run against a real keyring below.
-TEST_F(KeyOperationTest, StoresQuietlyAndAKeyInTheAccountsVariableCountsAsStored)
+TEST(KeyOperationTest, StoresQuietlyAndAKeyInTheAccountsVariableCountsAsStored)
 {
-    const auto [stored, quiet] = setKey(u"openai"_s, "sk-one");
-    EXPECT_EQ(stored, QJsonObject({{"account", "openai"}, {"stored", true}}));
-    EXPECT_TRUE(quiet.isEmpty()) << quiet.toStdString();
+    const QByteArray savedKey = qgetenv("LOOKUP_KEY");
+    const QByteArray savedOpenAI = qgetenv("LOOKUP_OPENAI_KEY");
+    MemorySecretStore keyring;
+    SecretStore::setStandard(&keyring);
+    qputenv("LOOKUP_KEY", "sk-one");
+    qunsetenv("LOOKUP_OPENAI_KEY");
+    ::testing::internal::CaptureStderr();
+    EXPECT_EQ(KeyOperation::setKey(u"openai"_s),
+              QJsonObject({{"account", "openai"}, {"stored", true}}));
+    EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
     EXPECT_EQ(keyring.get(u"openai"_s), u"sk-one"_s);
 
-    KeyEnvironment::set("LOOKUP_OPENAI_KEY", "sk-env");
-    EXPECT_EQ(setKey(u"openai"_s, std::nullopt).first.value("stored"), true);
+    qunsetenv("LOOKUP_KEY");
+    qputenv("LOOKUP_OPENAI_KEY", "sk-env");
+    EXPECT_EQ(KeyOperation::setKey(u"openai"_s).value("stored"), true);
     EXPECT_EQ(keyring.get(u"openai"_s), std::nullopt);
+
+    SecretStore::setStandard(nullptr);
+    for (const auto& [name, value] :
+         {std::pair{"LOOKUP_KEY", savedKey}, std::pair{"LOOKUP_OPENAI_KEY", savedOpenAI}}) {
+        if (value.isNull())
+            qunsetenv(name);
+        else
+            qputenv(name, value);
+    }
 }
 
 // The executable against a real Secret Service: a GNOME keyring daemon on a private session

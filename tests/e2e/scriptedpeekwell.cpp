@@ -1,24 +1,17 @@
 // The peekwell executable with scripted sources instead of the real ones, so that end-to-end
 // tests can drive the panel and the snapshot with known results. PEEKWELL_SCRIPT picks the
 // script: "tabs" (the default: four tabs in every final state) or "copy" (one tab whose
-// rows carry copy links) or "slow" (the four tabs, but Answer and Recall keep working).
-// PEEKWELL_GRAB=PATH saves a picture of the panel on screen.
+// rows carry copy links).
 #include "copylink.h"
 #include "diagnostics.h"
 #include "lookupoperations.h"
 #include "pref.h"
 #include "scriptedbackend.h"
 
-#include "lookuppanel.h"
-#include "lookuppanelcontroller.h"
-
 #include <QApplication>
-#include <QScreen>
-#include <QTimer>
 #include <QUrl>
 
 using namespace Qt::Literals::StringLiterals;
-
 using namespace std::chrono_literals;
 
 namespace {
@@ -60,15 +53,6 @@ BackendList scripted(const QString& term)
     if (script == "copy")
         return {source(u"chats"_s, u"Chats"_s, u"bubble.left.and.text.bubble.right"_s,
                        {ScriptedBackend::yield(chats)})};
-    if (script == "slow")
-        return {
-            source(u"apple"_s, u"Answer"_s, u"sparkles"_s, {ScriptedBackend::hang()}),
-            source(u"recall"_s, u"Recall"_s, u"brain.head.profile"_s,
-                   {ScriptedBackend::yield({}), ScriptedBackend::hang()}),
-            source(u"chats"_s, u"Chats"_s, u"bubble.left.and.text.bubble.right"_s,
-                   {ScriptedBackend::yield(chats.mid(0, 2)), ScriptedBackend::hang()}),
-            source(u"wikipedia"_s, u"Wikipedia"_s, u"globe"_s, {ScriptedBackend::yield({})}),
-        };
     return {
         source(u"apple"_s, u"Answer"_s, u"sparkles"_s,
                {ScriptedBackend::wait(50ms),
@@ -107,16 +91,6 @@ int main(int argc, char** argv)
             term = arguments[snap + 2];
         return scripted(term);
     });
-    // PEEKWELL_GRAB=PATH: a picture of the screen around the panel, a second after the start.
-    if (const QString grab = qEnvironmentVariable("PEEKWELL_GRAB"); !grab.isEmpty()) {
-        QTimer::singleShot(1000, &app, [grab] {
-            if (LookupPanel* panel = LookupPanelController::shared().panel())
-                QGuiApplication::primaryScreen()
-                    ->grabWindow(0, panel->x() - 20, panel->y() - 20, panel->width() + 40,
-                                 panel->height() + 40)
-                    .save(grab);
-        });
-    }
     if (Diagnostics::runCommandLine(arguments))
         return app.exec();
     return 2;
