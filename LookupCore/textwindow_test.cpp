@@ -117,37 +117,26 @@ TEST(SpanInTextTest, LongTextsGiveWhatTheWholeTextGives)
 {
     // Long runs of blanks, letters and sentences make the windows grow and end where no
     // clean cut exists; without line breaks they cannot fall back on a line's start.
-    const QStringList pieces{u"word "_s,
-                             u"Café, "_s,
-                             u"東京に行きます。"_s,
-                             u"😀 "_s,
-                             u"𝐀𝐁 "_s,
-                             u"e\u0301te\u0301 "_s,
-                             u"שלום "_s,
-                             u"(x) "_s,
-                             u"3.5 "_s,
-                             u"don't "_s,
-                             u"\t"_s,
-                             u"\n"_s,
-                             u"\r\n"_s,
-                             u"\u2028"_s,
-                             u"!! "_s,
-                             u"Done. "_s,
-                             u"Why? "_s,
-                             QString(5000, u' '),
-                             QString(4500, u'x') + u' ',
-                             QString(700, u'-') + u' ',
-                             u"U.S. Army "_s,
-                             u"end.) Next "_s};
+    // Pieces and weights; a negative weight marks a line break, used in the first round only.
+    const std::vector<std::pair<QString, double>> pieces = {
+        // clang-format off
+        {u"word "_s, 60}, {u"Café, "_s, 20}, {u"東京に行きます。"_s, 10}, {u"😀 "_s, 5},
+        {u"𝐀𝐁 "_s, 5}, {u"e\u0301te\u0301 "_s, 5}, {u"שלום "_s, 5}, {u"(x) "_s, 5},
+        {u"3.5 "_s, 5}, {u"don't "_s, 5}, {u"\t"_s, 3}, {u"\n"_s, -2}, {u"\r\n"_s, -2},
+        {u"\u2028"_s, -1}, {u"!! "_s, 2}, {u"Done. "_s, 3}, {u"Why? "_s, 2},
+        {QString(5000, u' '), 0.3}, {QString(4500, u'x') + u' ', 0.3},
+        {QString(700, u'-') + u' ', 0.5}, {u"U.S. Army "_s, 1}, {u"end.) Next "_s, 1},
+        // clang-format on
+    };
     for (const bool lineBreaks : {true, false}) {
         std::mt19937 random(7);
-        const double breaks = lineBreaks ? 2 : 0;
-        std::discrete_distribution<int> pick{60, 20,  10,  5,      5,      5,          5, 5,
-                                             5,  5,   3,   breaks, breaks, breaks / 2, 2, 3,
-                                             2,  0.3, 0.3, 0.5,    1,      1};
+        std::vector<double> weights;
+        for (const auto& [piece, weight] : pieces)
+            weights.push_back(weight >= 0 ? weight : lineBreaks ? -weight : 0);
+        std::discrete_distribution<int> pick(weights.begin(), weights.end());
         QString text;
         while (text.size() < 30'000)
-            text += pieces[pick(random)];
+            text += pieces[pick(random)].first;
         ASSERT_GT(text.count(QString(5000, u' ')), 0);
         ASSERT_GT(text.count(QString(4500, u'x')), 0);
         const WholeText whole(text);

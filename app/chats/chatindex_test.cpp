@@ -11,6 +11,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+using namespace Qt::Literals::StringLiterals;
+
 namespace {
 
 std::string claudeLine(const std::string& role, const std::string& text,
@@ -33,12 +35,6 @@ void append(const QString& path, const QByteArray& data)
     file.write(data);
 }
 
-struct FileRow {
-    std::int64_t offset = -1;
-    QString session;
-    std::optional<QString> title;
-};
-
 class ChatIndexTest : public ::testing::Test {
 protected:
     TempHome home;
@@ -46,58 +42,44 @@ protected:
 
     QString claude(const QString& name, const QByteArray& contents)
     {
-        return home.write(QStringLiteral(".claude/projects/-work-app/") + name, contents);
+        return home.write(u".claude/projects/-work-app/"_s + name, contents);
     }
     int hitCount(const QString& text) { return static_cast<int>(index->search(text, 100).size()); }
+    // A symbolic link at `at` (under the home) to `target`.
+    void link(const QString& target, const QString& at)
+    {
+        ASSERT_EQ(::symlink(QFile::encodeName(target).constData(),
+                            QFile::encodeName(home.path() + at).constData()),
+                  0);
+    }
 };
-
-TEST_F(ChatIndexTest, DatabaseLivesInTheDataFolder)
-{
-    EXPECT_EQ(index->url(), home.path() + QStringLiteral("/.local/share/peekwell/chats.sqlite"));
-    EXPECT_TRUE(QFile::exists(index->url()));
-    EXPECT_EQ(index->sessionCount(), 0);
-    const ChatIndex::Stats stats = index->update(); // no agents' folders at all
-    EXPECT_EQ(stats.files, 0);
-    EXPECT_EQ(stats.changedFiles, 0);
-    EXPECT_GE(stats.seconds, 0);
-}
 
 TEST_F(ChatIndexTest, FindsTranscriptsByAgentAndDepth)
 {
-    claude(QStringLiteral("a.jsonl"), bytes(claudeLine("user", "alpha words")));
-    claude(QStringLiteral("a/subagents/agent-1.jsonl"), bytes(claudeLine("user", "alpha deep")));
-    home.write(QStringLiteral(".claude/projects/top.jsonl"),
-               bytes(claudeLine("user", "alpha top")));
-    claude(QStringLiteral("notes.txt"), bytes(claudeLine("user", "alpha text")));
+    EXPECT_EQ(index->update().files, 0) << "no agents' folders at all";
+    claude(u"a.jsonl"_s, bytes(claudeLine("user", "alpha words")));
+    claude(u"a/subagents/agent-1.jsonl"_s, bytes(claudeLine("user", "alpha deep")));
+    home.write(u".claude/projects/top.jsonl"_s, bytes(claudeLine("user", "alpha top")));
+    claude(u"notes.txt"_s, bytes(claudeLine("user", "alpha text")));
     home.write(
-        QStringLiteral(".codex/sessions/2026/03/01/rollout-1.jsonl"),
+        u".codex/sessions/2026/03/01/rollout-1.jsonl"_s,
         R"({"type":"response_item","payload":{"type":"message","role":"user","content":"alpha codex"}})"
         "\n");
-    home.write(QStringLiteral(".pi/agent/sessions/x/p.jsonl"),
+    home.write(u".pi/agent/sessions/x/p.jsonl"_s,
                R"({"type":"message","message":{"role":"user","content":"alpha pi"}})"
                "\n");
-    home.write(QStringLiteral(".zenith/agent/sessions/z.jsonl"),
+    home.write(u".zenith/agent/sessions/z.jsonl"_s,
                R"({"type":"message","message":{"role":"user","content":"alpha zenith"}})"
                "\n");
     // A linked transcript is read through its link; a linked folder that points back up the
     // tree is not followed.
-    const QString outside = home.write(QStringLiteral("elsewhere/linked.jsonl"),
-                                       bytes(claudeLine("user", "alpha linked")));
-    ASSERT_EQ(::symlink(QFile::encodeName(outside).constData(),
-                        QFile::encodeName(home.path() +
-                                          QStringLiteral("/.claude/projects/-work-app/l.jsonl"))
-                            .constData()),
-              0);
-    ASSERT_EQ(
-        ::symlink(
-            QFile::encodeName(home.path() + QStringLiteral("/.codex")).constData(),
-            QFile::encodeName(home.path() + QStringLiteral("/.codex/sessions/loop")).constData()),
-        0);
-
+    const QString outside =
+        home.write(u"elsewhere/linked.jsonl"_s, bytes(claudeLine("user", "alpha linked")));
+    link(outside, u"/.claude/projects/-work-app/l.jsonl"_s);
+    link(home.path() + u"/.codex"_s, u"/.codex/sessions/loop"_s);
     // A named pipe posing as a transcript is not a file to wait on.
     ASSERT_EQ(
-        ::mkfifo(QFile::encodeName(home.path() + QStringLiteral("/.codex/sessions/pipe.jsonl"))
-                     .constData(),
+        ::mkfifo(QFile::encodeName(home.path() + u"/.codex/sessions/pipe.jsonl"_s).constData(),
                  0600),
         0);
 
@@ -107,7 +89,7 @@ TEST_F(ChatIndexTest, FindsTranscriptsByAgentAndDepth)
     EXPECT_EQ(stats.messages, 5);
     EXPECT_EQ(index->sessionCount(), 6);
     QStringList harnesses;
-    for (const ChatIndex::Hit& hit : index->search(QStringLiteral("alpha"), 10))
+    for (const ChatIndex::Hit& hit : index->search(u"alpha"_s, 10))
         harnesses.append(hit.harness + QLatin1Char(':') + hit.snippet);
     harnesses.sort();
     EXPECT_EQ(harnesses, (QStringList{"Claude Code:alpha linked", "Claude Code:alpha words",
@@ -118,7 +100,7 @@ TEST_F(ChatIndexTest, PassesReadOnlyWhatIsNew)
 {
     const std::string first =
         claudeLine("user", "first question") + claudeLine("assistant", "first answer");
-    const QString path = claude(QStringLiteral("s.jsonl"), bytes(first));
+    const QString path = claude(u"s.jsonl"_s, bytes(first));
     ChatIndex::Stats stats = index->update();
     EXPECT_EQ(stats.changedFiles, 1);
     EXPECT_EQ(stats.messages, 2);
@@ -136,60 +118,54 @@ TEST_F(ChatIndexTest, PassesReadOnlyWhatIsNew)
     EXPECT_EQ(stats.changedFiles, 1);
     EXPECT_EQ(stats.messages, 0);
     EXPECT_EQ(stats.bytesRead, 0);
-    EXPECT_EQ(hitCount(QStringLiteral("second")), 0);
+    EXPECT_EQ(hitCount(u"second"_s), 0);
     append(path, "\n");
     stats = index->update();
     EXPECT_EQ(stats.messages, 1);
     EXPECT_EQ(stats.bytesRead, static_cast<std::int64_t>(next.size()));
-    EXPECT_EQ(hitCount(QStringLiteral("second")), 1);
-    EXPECT_EQ(hitCount(QStringLiteral("question")), 1) << "one hit per transcript";
+    EXPECT_EQ(hitCount(u"second"_s), 1);
+    EXPECT_EQ(hitCount(u"question"_s), 1) << "one hit per transcript";
 
     // Shrunk: everything is read again from the start.
-    home.write(QStringLiteral(".claude/projects/-work-app/s.jsonl"),
-               bytes(claudeLine("user", "replaced")));
+    home.write(u".claude/projects/-work-app/s.jsonl"_s, bytes(claudeLine("user", "replaced")));
     stats = index->update();
     EXPECT_EQ(stats.messages, 1);
-    EXPECT_EQ(hitCount(QStringLiteral("question")), 0);
-    EXPECT_EQ(hitCount(QStringLiteral("replaced")), 1);
+    EXPECT_EQ(hitCount(u"question"_s), 0);
+    EXPECT_EQ(hitCount(u"replaced"_s), 1);
 
     // Rewritten at the same size: not noticed.
-    home.write(QStringLiteral(".claude/projects/-work-app/s.jsonl"),
-               bytes(claudeLine("user", "rePlaced")));
+    home.write(u".claude/projects/-work-app/s.jsonl"_s, bytes(claudeLine("user", "rePlaced")));
     EXPECT_EQ(index->update().changedFiles, 0);
-    EXPECT_EQ(hitCount(QStringLiteral("replaced")), 1);
+    EXPECT_EQ(hitCount(u"replaced"_s), 1);
 }
 
 TEST_F(ChatIndexTest, VanishedAndUnreadableFiles)
 {
-    const QString gone =
-        claude(QStringLiteral("gone.jsonl"), bytes(claudeLine("user", "vanishing")));
-    const QString target =
-        home.write(QStringLiteral("target.jsonl"), bytes(claudeLine("user", "via link")));
-    const QString link = home.path() + QStringLiteral("/.claude/projects/-work-app/link.jsonl");
-    ASSERT_EQ(::symlink(QFile::encodeName(target).constData(), QFile::encodeName(link).constData()),
-              0);
+    const QString gone = claude(u"gone.jsonl"_s, bytes(claudeLine("user", "vanishing")));
+    const QString target = home.write(u"target.jsonl"_s, bytes(claudeLine("user", "via link")));
+    link(target, u"/.claude/projects/-work-app/link.jsonl"_s);
     index->update();
-    ASSERT_EQ(hitCount(QStringLiteral("vanishing")), 1);
-    ASSERT_EQ(hitCount(QStringLiteral("via link")), 1);
+    ASSERT_EQ(hitCount(u"vanishing"_s), 1);
+    ASSERT_EQ(hitCount(u"via link"_s), 1);
 
     // A deleted transcript is no longer visited: its row and messages stay.
     QFile::remove(gone);
     ChatIndex::Stats stats = index->update();
     EXPECT_EQ(stats.files, 1);
-    EXPECT_EQ(hitCount(QStringLiteral("vanishing")), 1);
+    EXPECT_EQ(hitCount(u"vanishing"_s), 1);
 
     // Seen but without readable attributes (here a dangling link, as when a file vanishes
     // between listing and reading): size 0, so its messages go and its row is reset...
-    QFile::rename(target, target + QStringLiteral(".moved"));
+    QFile::rename(target, target + u".moved"_s);
     stats = index->update();
     EXPECT_EQ(stats.changedFiles, 1);
-    EXPECT_EQ(hitCount(QStringLiteral("via link")), 0);
+    EXPECT_EQ(hitCount(u"via link"_s), 0);
     EXPECT_EQ(index->sessionCount(), 2);
     // ...and it is read again from the start once it is back.
-    QFile::rename(target + QStringLiteral(".moved"), target);
+    QFile::rename(target + u".moved"_s, target);
     stats = index->update();
     EXPECT_EQ(stats.messages, 1);
-    EXPECT_EQ(hitCount(QStringLiteral("via link")), 1);
+    EXPECT_EQ(hitCount(u"via link"_s), 1);
 }
 
 // Runs `work` on this thread with the file-system rights of an ordinary user when the test
@@ -225,8 +201,7 @@ private:
 
 TEST_F(ChatIndexTest, AnUnreadableFileKeepsItsRowAndIsTriedAgain)
 {
-    const QString locked =
-        claude(QStringLiteral("locked.jsonl"), bytes(claudeLine("user", "kept")));
+    const QString locked = claude(u"locked.jsonl"_s, bytes(claudeLine("user", "kept")));
     index->update();
     append(locked, bytes(claudeLine("user", "later words")));
     OrdinaryUser user(home.path());
@@ -234,14 +209,14 @@ TEST_F(ChatIndexTest, AnUnreadableFileKeepsItsRowAndIsTriedAgain)
     ChatIndex::Stats stats = user.run([&] { return index->update(); });
     EXPECT_EQ(stats.changedFiles, 1);
     EXPECT_EQ(stats.messages, 0);
-    EXPECT_EQ(hitCount(QStringLiteral("kept")), 1);
+    EXPECT_EQ(hitCount(u"kept"_s), 1);
     stats = user.run([&] { return index->update(); });
     EXPECT_EQ(stats.changedFiles, 1) << "tried again";
     ::chmod(QFile::encodeName(locked).constData(), 0666);
     stats = user.run([&] { return index->update(); });
     EXPECT_EQ(stats.messages, 1);
-    EXPECT_EQ(hitCount(QStringLiteral("later")), 1);
-    EXPECT_EQ(hitCount(QStringLiteral("kept")), 1);
+    EXPECT_EQ(hitCount(u"later"_s), 1);
+    EXPECT_EQ(hitCount(u"kept"_s), 1);
 }
 
 TEST_F(ChatIndexTest, MessyFilesNeverStopAPass)
@@ -249,27 +224,27 @@ TEST_F(ChatIndexTest, MessyFilesNeverStopAPass)
     // Blank lines only; CRLF line ends; a line that is not JSON; a 50 MB line without
     // markers and a 50 MB line with one, each followed by a good line; a file that ends
     // mid-line.
-    claude(QStringLiteral("blank.jsonl"), "\n\n\r\n\n");
+    claude(u"blank.jsonl"_s, "\n\n\r\n\n");
     std::string crlf = claudeLine("user", "carriage one");
     crlf.insert(crlf.size() - 1, "\r");
-    claude(QStringLiteral("crlf.jsonl"), bytes(crlf + crlf));
+    claude(u"crlf.jsonl"_s, bytes(crlf + crlf));
     std::string huge(50 * 1024 * 1024, 'x');
     std::string hugeMarked = R"({"role":"user","x":")" + std::string(50 * 1024 * 1024, 'y') + "\"}";
-    claude(QStringLiteral("huge.jsonl"),
+    claude(u"huge.jsonl"_s,
            bytes("not json at all\n" + huge + "\n" + claudeLine("user", "after huge") + hugeMarked +
                  "\n" + claudeLine("user", "after marked")));
     huge.clear();
     hugeMarked.clear();
-    claude(QStringLiteral("cut.jsonl"),
+    claude(u"cut.jsonl"_s,
            bytes(claudeLine("user", "whole line") + R"({"type":"user","message":{"ro)"));
 
     const ChatIndex::Stats stats = index->update();
     EXPECT_EQ(stats.files, 4);
     EXPECT_EQ(stats.messages, 5);
-    EXPECT_EQ(hitCount(QStringLiteral("carriage")), 1);
-    EXPECT_EQ(hitCount(QStringLiteral("after huge")), 1);
-    EXPECT_EQ(hitCount(QStringLiteral("after marked")), 1);
-    EXPECT_EQ(hitCount(QStringLiteral("whole")), 1);
+    EXPECT_EQ(hitCount(u"carriage"_s), 1);
+    EXPECT_EQ(hitCount(u"after huge"_s), 1);
+    EXPECT_EQ(hitCount(u"after marked"_s), 1);
+    EXPECT_EQ(hitCount(u"whole"_s), 1);
     // The cut line is read again on every pass until it is complete.
     EXPECT_EQ(index->update().changedFiles, 1);
 }
@@ -284,21 +259,20 @@ TEST_F(ChatIndexTest, LinesAcrossChunkBoundariesAreReadWhole)
         contents += claudeLine("assistant", "marker" + std::to_string(lines) + " " + padding);
         ++lines;
     }
-    claude(QStringLiteral("big.jsonl"), bytes(contents));
+    claude(u"big.jsonl"_s, bytes(contents));
     const ChatIndex::Stats stats = index->update();
     EXPECT_EQ(stats.messages, lines);
     EXPECT_EQ(stats.bytesRead, static_cast<std::int64_t>(contents.size()));
     for (int n : {0, 2795, 2796, 2797, lines - 1})
-        EXPECT_EQ(hitCount(QStringLiteral("marker") + QString::number(n)), 1) << n;
+        EXPECT_EQ(hitCount(u"marker"_s + QString::number(n)), 1) << n;
 }
 
 TEST_F(ChatIndexTest, SessionFallsBackToTheFileNameAndMetaCarriesOver)
 {
-    claude(QStringLiteral("no-id.jsonl"),
-           R"({"type":"user","message":{"role":"user","content":"hello there"}})"
-           "\n");
+    claude(u"no-id.jsonl"_s, R"({"type":"user","message":{"role":"user","content":"hello there"}})"
+                             "\n");
     const QString codex =
-        home.write(QStringLiteral(".codex/sessions/r.jsonl"),
+        home.write(u".codex/sessions/r.jsonl"_s,
                    R"({"type":"session_meta","payload":{"id":"cx-9","cwd":"/srv/tool"}})"
                    "\n");
     index->update();
@@ -307,23 +281,23 @@ TEST_F(ChatIndexTest, SessionFallsBackToTheFileNameAndMetaCarriesOver)
         R"({"type":"response_item","timestamp":"2026-01-01T00:00:00Z","payload":{"type":"message","role":"user","content":"later question"}})"
         "\n");
     index->update();
-    const QList<ChatIndex::Hit> hello = index->search(QStringLiteral("hello"), 8);
+    const QList<ChatIndex::Hit> hello = index->search(u"hello"_s, 8);
     ASSERT_EQ(hello.size(), 1);
-    EXPECT_EQ(hello[0].session, QStringLiteral("no-id"));
-    EXPECT_EQ(hello[0].title, QStringLiteral("hello there"));
+    EXPECT_EQ(hello[0].session, u"no-id"_s);
+    EXPECT_EQ(hello[0].title, u"hello there"_s);
     EXPECT_FALSE(hello[0].cwd);
-    const QList<ChatIndex::Hit> later = index->search(QStringLiteral("later"), 8);
+    const QList<ChatIndex::Hit> later = index->search(u"later"_s, 8);
     ASSERT_EQ(later.size(), 1);
-    EXPECT_EQ(later[0].session, QStringLiteral("cx-9")) << "from the first pass";
-    EXPECT_EQ(later[0].cwd, QStringLiteral("/srv/tool"));
-    EXPECT_EQ(later[0].title, QStringLiteral("later question"));
-    EXPECT_EQ(later[0].timestamp, QStringLiteral("2026-01-01T00:00:00Z"));
+    EXPECT_EQ(later[0].session, u"cx-9"_s) << "from the first pass";
+    EXPECT_EQ(later[0].cwd, u"/srv/tool"_s);
+    EXPECT_EQ(later[0].title, u"later question"_s);
+    EXPECT_EQ(later[0].timestamp, u"2026-01-01T00:00:00Z"_s);
 }
 
 TEST_F(ChatIndexTest, ProgressAfterEveryTwentiethChangedFileAndAtTheEnd)
 {
     for (int i = 0; i < 45; ++i)
-        claude(QStringLiteral("f%1.jsonl").arg(i), bytes(claudeLine("user", "word")));
+        claude(u"f%1.jsonl"_s.arg(i), bytes(claudeLine("user", "word")));
     QList<ChatIndex::Stats> seen;
     const ChatIndex::Stats final =
         index->update([&](const ChatIndex::Stats& s) { seen.append(s); });
@@ -338,8 +312,7 @@ TEST_F(ChatIndexTest, ProgressAfterEveryTwentiethChangedFileAndAtTheEnd)
 TEST_F(ChatIndexTest, AnotherProcessWritingDefersThePassInsteadOfStallingIt)
 {
     for (int i = 0; i < 5; ++i)
-        claude(QStringLiteral("f%1.jsonl").arg(i),
-               bytes(claudeLine("user", "deferred " + std::to_string(i))));
+        claude(u"f%1.jsonl"_s.arg(i), bytes(claudeLine("user", "deferred " + std::to_string(i))));
     sqlite3* other = nullptr;
     ASSERT_EQ(sqlite3_open(QFile::encodeName(index->url()).constData(), &other), SQLITE_OK);
     ASSERT_EQ(sqlite3_exec(other, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
@@ -351,21 +324,20 @@ TEST_F(ChatIndexTest, AnotherProcessWritingDefersThePassInsteadOfStallingIt)
     sqlite3_close(other);
     stats = index->update();
     EXPECT_EQ(stats.changedFiles, 5);
-    EXPECT_EQ(hitCount(QStringLiteral("deferred")), 5);
+    EXPECT_EQ(hitCount(u"deferred"_s), 5);
 }
 
 TEST(ChatIndexFailureTest, AnUnusableDatabaseGivesZeroAndNothing)
 {
     TempHome home;
-    home.write(QStringLiteral(".claude/projects/p/s.jsonl"),
-               bytes(claudeLine("user", "unreachable")));
+    home.write(u".claude/projects/p/s.jsonl"_s, bytes(claudeLine("user", "unreachable")));
     // A file where the database's folder should be.
-    const QString blocker = home.write(QStringLiteral("blocker"), "x");
-    ChatIndex index(blocker + QStringLiteral("/chats.sqlite"));
+    const QString blocker = home.write(u"blocker"_s, "x");
+    ChatIndex index(blocker + u"/chats.sqlite"_s);
     int calls = 0;
     EXPECT_EQ(index.update([&](const ChatIndex::Stats&) { ++calls; }), ChatIndex::Stats{});
     EXPECT_EQ(calls, 0);
-    EXPECT_TRUE(index.search(QStringLiteral("unreachable"), 8).isEmpty());
+    EXPECT_TRUE(index.search(u"unreachable"_s, 8).isEmpty());
     EXPECT_EQ(index.sessionCount(), 0);
 }
 

@@ -10,6 +10,8 @@
 #include <string>
 #include <thread>
 
+using namespace Qt::Literals::StringLiterals;
+
 using namespace std::chrono_literals;
 
 namespace {
@@ -29,8 +31,7 @@ void writeCorpus(const TempHome& home, const QString& folder, int files, const s
         for (int m = 0; m < messages; ++m)
             contents += userLine(word + " message " + std::to_string(m) + " of file " +
                                  std::to_string(f) + " with some more words to index");
-        home.write(folder + QStringLiteral("/f%1.jsonl").arg(f),
-                   QByteArray::fromStdString(contents));
+        home.write(folder + u"/f%1.jsonl"_s.arg(f), QByteArray::fromStdString(contents));
     }
 }
 
@@ -51,11 +52,11 @@ bool writerActive(const QString& db)
 TEST(ChatIndexThreadsTest, OnePassAtATimeAndSearchesBesideIt)
 {
     TempHome home;
-    writeCorpus(home, QStringLiteral(".claude/projects/old"), 10, "existing", 5);
+    writeCorpus(home, u".claude/projects/old"_s, 10, "existing", 5);
     auto index = std::make_unique<ChatIndex>();
     ASSERT_EQ(index->update().messages, 50);
     // Enough new transcripts that the pass takes a while.
-    writeCorpus(home, QStringLiteral(".claude/projects/new"), 150, "fresh", 30);
+    writeCorpus(home, u".claude/projects/new"_s, 150, "fresh", 30);
 
     std::atomic<int> firstDone{0};
     std::atomic<int> droppedDone{0};
@@ -78,7 +79,7 @@ TEST(ChatIndexThreadsTest, OnePassAtATimeAndSearchesBesideIt)
     std::int64_t lastFresh = 10;
     int searches = 0;
     while (firstDone == 0) {
-        EXPECT_EQ(index->search(QStringLiteral("existing"), 8).size(), 8u);
+        EXPECT_EQ(index->search(u"existing"_s, 8).size(), 8u);
         const std::int64_t fresh = index->sessionCount();
         EXPECT_GE(fresh, lastFresh) << "committed transcripts never disappear";
         lastFresh = fresh;
@@ -97,12 +98,12 @@ TEST(ChatIndexThreadsTest, OnePassAtATimeAndSearchesBesideIt)
 TEST(ChatIndexThreadsTest, RefreshesAfterAPassHasEndedRunAgain)
 {
     TempHome home;
-    writeCorpus(home, QStringLiteral(".claude/projects/a"), 5, "word");
+    writeCorpus(home, u".claude/projects/a"_s, 5, "word");
     ChatIndex index;
     std::promise<ChatIndex::Stats> first;
     index.refreshInBackground([&](const ChatIndex::Stats& stats) { first.set_value(stats); });
     EXPECT_EQ(first.get_future().get().messages, 300);
-    writeCorpus(home, QStringLiteral(".claude/projects/b"), 1, "other");
+    writeCorpus(home, u".claude/projects/b"_s, 1, "other");
     std::promise<ChatIndex::Stats> second;
     index.refreshInBackground([&](const ChatIndex::Stats& stats) { second.set_value(stats); });
     const ChatIndex::Stats stats = second.get_future().get();

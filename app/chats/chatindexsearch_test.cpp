@@ -8,6 +8,8 @@
 #include <sqlite3.h>
 #include <string>
 
+using namespace Qt::Literals::StringLiterals;
+
 namespace {
 
 std::string userLine(const std::string& text, const std::string& session)
@@ -68,15 +70,13 @@ QList<ChatIndex::Hit> referenceSearch(const QString& db, const QString& text, in
 
 TEST(ChatIndexSearchTest, TokensAndMatchExpression)
 {
-    EXPECT_EQ(ChatIndex::tokens(QStringLiteral("don't panic!")),
-              (QStringList{QStringLiteral("don't"), QStringLiteral("panic")}));
-    EXPECT_EQ(ChatIndex::matchExpression(QStringLiteral("don't panic!")),
-              QStringLiteral("\"don't\" \"panic\""));
-    EXPECT_TRUE(ChatIndex::tokens(QStringLiteral(" ?!... -- \"\" ")).isEmpty());
-    EXPECT_EQ(ChatIndex::tokens(QStringLiteral("naïve café 42x über_flag")),
+    EXPECT_EQ(ChatIndex::tokens(u"don't panic!"_s), (QStringList{u"don't"_s, u"panic"_s}));
+    EXPECT_EQ(ChatIndex::matchExpression(u"don't panic!"_s), u"\"don't\" \"panic\""_s);
+    EXPECT_TRUE(ChatIndex::tokens(u" ?!... -- \"\" "_s).isEmpty());
+    EXPECT_EQ(ChatIndex::tokens(u"naïve café 42x über_flag"_s),
               (QStringList{"naïve", "café", "42x", "über", "flag"}));
-    EXPECT_EQ(ChatIndex::matchExpression(QStringLiteral("\"quoted\" NEAR(a b) x:y ^z*")),
-              QStringLiteral("\"quoted\" \"NEAR\" \"a\" \"b\" \"x\" \"y\" \"z\""));
+    EXPECT_EQ(ChatIndex::matchExpression(u"\"quoted\" NEAR(a b) x:y ^z*"_s),
+              u"\"quoted\" \"NEAR\" \"a\" \"b\" \"x\" \"y\" \"z\""_s);
 }
 
 class ChatIndexSearchFixture : public ::testing::Test {
@@ -86,54 +86,37 @@ protected:
 
     void write(const QString& name, const std::string& contents)
     {
-        home.write(QStringLiteral(".claude/projects/-p/") + name,
-                   QByteArray::fromStdString(contents));
+        home.write(u".claude/projects/-p/"_s + name, QByteArray::fromStdString(contents));
     }
 };
 
 TEST_F(ChatIndexSearchFixture, UserTextIsNeverSyntax)
 {
-    write(QStringLiteral("a.jsonl"),
+    write(u"a.jsonl"_s,
           userLine("use AND or OR and NOT near NEAR with a star * and caret ^ and colon: (group)",
                    "a") +
               userLine("he said \\\"quoted words\\\" here", "a2"));
     index->update();
     // Operators are words here: each text finds the message exactly when all its words occur.
-    const std::pair<const char*, bool> cases[] = {{"AND", true},
-                                                  {"OR", true},
-                                                  {"NOT", true},
-                                                  {"NEAR", true},
-                                                  {"AND OR", true},
-                                                  {"NEAR(star caret)", true},
-                                                  {"colon:star", true},
-                                                  {"star*", true},
-                                                  {"^caret", true},
-                                                  {"- star", true},
-                                                  {"\"quoted", true},
-                                                  {"NOT absentword", false},
-                                                  {"star OR absentword", false},
-                                                  {"*", false},
-                                                  {"^", false},
-                                                  {":", false},
-                                                  {"(", false},
-                                                  {"\"", false},
-                                                  {"''", false},
-                                                  {"'", false}};
-    for (const auto& [text, found] : cases)
-        EXPECT_EQ(!index->search(QString::fromUtf8(text), 8).isEmpty(), found) << text;
-    EXPECT_EQ(index->search(QStringLiteral("\"quoted words\""), 8).size(), 1);
-    EXPECT_TRUE(index->search(QStringLiteral("absentword"), 8).isEmpty());
-    EXPECT_TRUE(index->search(QStringLiteral("star"), 0).isEmpty());
+    for (const char* text : {"AND", "OR", "NOT", "NEAR", "AND OR", "NEAR(star caret)", "colon:star",
+                             "star*", "^caret", "- star", "\"quoted"})
+        EXPECT_EQ(index->search(QString::fromUtf8(text), 8).size(), 1) << text;
+    for (const char* text :
+         {"NOT absentword", "star OR absentword", "*", "^", ":", "(", "\"", "''", "'"})
+        EXPECT_TRUE(index->search(QString::fromUtf8(text), 8).isEmpty()) << text;
+    EXPECT_EQ(index->search(u"\"quoted words\""_s, 8).size(), 1);
+    EXPECT_TRUE(index->search(u"absentword"_s, 8).isEmpty());
+    EXPECT_TRUE(index->search(u"star"_s, 0).isEmpty());
 }
 
 TEST_F(ChatIndexSearchFixture, StemmingDiacriticsAndAllWords)
 {
-    write(QStringLiteral("a.jsonl"), userLine("Indexing the café menus quickly", "a"));
+    write(u"a.jsonl"_s, userLine("Indexing the café menus quickly", "a"));
     index->update();
-    EXPECT_EQ(index->search(QStringLiteral("indexes"), 8).size(), 1);
-    EXPECT_EQ(index->search(QStringLiteral("CAFE"), 8).size(), 1);
-    EXPECT_EQ(index->search(QStringLiteral("menu index"), 8).size(), 1);
-    EXPECT_TRUE(index->search(QStringLiteral("menu absent"), 8).isEmpty());
+    EXPECT_EQ(index->search(u"indexes"_s, 8).size(), 1);
+    EXPECT_EQ(index->search(u"CAFE"_s, 8).size(), 1);
+    EXPECT_EQ(index->search(u"menu index"_s, 8).size(), 1);
+    EXPECT_TRUE(index->search(u"menu absent"_s, 8).isEmpty());
 }
 
 TEST_F(ChatIndexSearchFixture, OneHitPerFileAndPerTitleAndSnippet)
@@ -142,17 +125,16 @@ TEST_F(ChatIndexSearchFixture, OneHitPerFileAndPerTitleAndSnippet)
     std::string many = userLine("topic first", "m");
     for (int i = 0; i < 10; ++i)
         many += assistantLine("topic again " + std::to_string(i));
-    write(QStringLiteral("many.jsonl"), many);
-    write(QStringLiteral("twin1.jsonl"), userLine("the twin topic", "t1"));
-    write(QStringLiteral("twin2.jsonl"), userLine("the twin topic", "t2"));
+    write(u"many.jsonl"_s, many);
+    write(u"twin1.jsonl"_s, userLine("the twin topic", "t1"));
+    write(u"twin2.jsonl"_s, userLine("the twin topic", "t2"));
     index->update();
-    const QList<ChatIndex::Hit> hits = index->search(QStringLiteral("topic"), 8);
+    const QList<ChatIndex::Hit> hits = index->search(u"topic"_s, 8);
     ASSERT_EQ(hits.size(), 2);
     EXPECT_NE(hits[0].path, hits[1].path);
     QSet<QString> titles{hits[0].title, hits[1].title};
-    EXPECT_EQ(titles,
-              (QSet<QString>{QStringLiteral("topic first"), QStringLiteral("the twin topic")}));
-    EXPECT_EQ(index->search(QStringLiteral("topic"), 1).size(), 1);
+    EXPECT_EQ(titles, (QSet<QString>{u"topic first"_s, u"the twin topic"_s}));
+    EXPECT_EQ(index->search(u"topic"_s, 1).size(), 1);
 }
 
 TEST_F(ChatIndexSearchFixture, RankedSearchGivesTheRowsOfTheSingleStatement)
@@ -172,7 +154,7 @@ TEST_F(ChatIndexSearchFixture, RankedSearchGivesTheRowsOfTheSingleStatement)
                 text = "shared repeated text about index and cache";
             contents += m == 0 ? userLine(text, "s" + std::to_string(f)) : assistantLine(text);
         }
-        write(QStringLiteral("f%1.jsonl").arg(f), contents);
+        write(u"f%1.jsonl"_s.arg(f), contents);
     }
     index->update();
     auto compare = [&](const char* when) {

@@ -3,14 +3,16 @@
 #include <gtest/gtest.h>
 #include <string>
 
+using namespace Qt::Literals::StringLiterals;
+
 using TranscriptParser::Message;
 
 namespace {
 
-const QString kClaude = QStringLiteral("Claude Code");
-const QString kCodex = QStringLiteral("Codex");
-const QString kPi = QStringLiteral("Pi");
-const QString kZenith = QStringLiteral("Zenith");
+const QString kClaude = u"Claude Code"_s;
+const QString kCodex = u"Codex"_s;
+const QString kPi = u"Pi"_s;
+const QString kZenith = u"Zenith"_s;
 
 QList<Message> parse(const std::string& line, const QString& harness, FileMeta& meta)
 {
@@ -35,13 +37,12 @@ TEST(TranscriptParserTest, ClaudeCodeRecordsGiveTrimmedMessagesAndSessionFacts)
     FileMeta meta;
     QList<Message> got = parse(claudeUser(R"("  hello \n")"), kClaude, meta);
     ASSERT_EQ(got.size(), 1);
-    EXPECT_EQ(got[0], (Message{QStringLiteral("user"), QStringLiteral("hello"),
-                               QStringLiteral("2026-03-01T12:00:00.000Z")}));
-    EXPECT_EQ(meta.session, QStringLiteral("s-1"));
-    EXPECT_EQ(meta.cwd, QStringLiteral("/work/app"));
-    EXPECT_EQ(meta.title, QStringLiteral("hello"));
+    EXPECT_EQ(got[0], (Message{u"user"_s, u"hello"_s, u"2026-03-01T12:00:00.000Z"_s}));
+    EXPECT_EQ(meta.session, u"s-1"_s);
+    EXPECT_EQ(meta.cwd, u"/work/app"_s);
+    EXPECT_EQ(meta.title, u"hello"_s);
     EXPECT_FALSE(meta.titleLocked);
-    EXPECT_EQ(meta.started, QStringLiteral("2026-03-01T12:00:00.000Z"));
+    EXPECT_EQ(meta.started, u"2026-03-01T12:00:00.000Z"_s);
 
     // The first session id and folder win; the timestamps move on.
     const std::string assistant =
@@ -51,14 +52,14 @@ TEST(TranscriptParserTest, ClaudeCodeRecordsGiveTrimmedMessagesAndSessionFacts)
         R"({"type":"text","text":"two"}]}})";
     got = parse(assistant, kClaude, meta);
     ASSERT_EQ(got.size(), 2);
-    EXPECT_EQ(got[0].text, QStringLiteral("one"));
-    EXPECT_EQ(got[1].text, QStringLiteral("two"));
-    EXPECT_EQ(got[1].role, QStringLiteral("assistant"));
-    EXPECT_EQ(got[1].timestamp, QStringLiteral("2026-03-01T12:05:00Z"));
-    EXPECT_EQ(meta.session, QStringLiteral("s-1"));
-    EXPECT_EQ(meta.cwd, QStringLiteral("/work/app"));
-    EXPECT_EQ(meta.started, QStringLiteral("2026-03-01T12:00:00.000Z"));
-    EXPECT_EQ(meta.updated, QStringLiteral("2026-03-01T12:05:00Z"));
+    EXPECT_EQ(got[0].text, u"one"_s);
+    EXPECT_EQ(got[1].text, u"two"_s);
+    EXPECT_EQ(got[1].role, u"assistant"_s);
+    EXPECT_EQ(got[1].timestamp, u"2026-03-01T12:05:00Z"_s);
+    EXPECT_EQ(meta.session, u"s-1"_s);
+    EXPECT_EQ(meta.cwd, u"/work/app"_s);
+    EXPECT_EQ(meta.started, u"2026-03-01T12:00:00.000Z"_s);
+    EXPECT_EQ(meta.updated, u"2026-03-01T12:05:00Z"_s);
 
     // Tool results sit in user records but are not text.
     EXPECT_TRUE(
@@ -75,24 +76,24 @@ TEST(TranscriptParserTest, TitlesFromUserTextSummaryAndCustomTitle)
     parse(claudeUser(R"("<local-file>not a title</local-file>")"), kClaude, meta);
     EXPECT_FALSE(meta.title) << "text beginning with < is never the title";
     parse(claudeUser(R"("  Fix   the\tlogin\n\nbug  ")"), kClaude, meta);
-    EXPECT_EQ(meta.title, QStringLiteral("Fix the login bug"));
+    EXPECT_EQ(meta.title, u"Fix the login bug"_s);
     parse(claudeUser(R"("second question")"), kClaude, meta);
-    EXPECT_EQ(meta.title, QStringLiteral("Fix the login bug"));
+    EXPECT_EQ(meta.title, u"Fix the login bug"_s);
     parse(R"({"type":"summary","summary":"Login fix"})", kClaude, meta);
-    EXPECT_EQ(meta.title, QStringLiteral("Login fix"));
+    EXPECT_EQ(meta.title, u"Login fix"_s);
     EXPECT_TRUE(meta.titleLocked);
     parse(R"({"type":"summary","summary":"Later summary"})", kClaude, meta);
-    EXPECT_EQ(meta.title, QStringLiteral("Login fix"));
+    EXPECT_EQ(meta.title, u"Login fix"_s);
     // A custom title always wins, the latest one last.
     parse(R"({"type":"custom-title","customTitle":"Mine"})", kClaude, meta);
     parse(R"({"type":"custom-title","customTitle":"Mine 2"})", kClaude, meta);
-    EXPECT_EQ(meta.title, QStringLiteral("Mine 2"));
+    EXPECT_EQ(meta.title, u"Mine 2"_s);
 
     // Summary first: the user text does not replace it.
     FileMeta summaryFirst;
     parse(R"({"type":"summary","summary":"From summary"})", kClaude, summaryFirst);
     parse(claudeUser(R"("user words")"), kClaude, summaryFirst);
-    EXPECT_EQ(summaryFirst.title, QStringLiteral("From summary"));
+    EXPECT_EQ(summaryFirst.title, u"From summary"_s);
 
     // 90 user-perceived characters: "é" written as e + combining accent counts once.
     std::string longText;
@@ -149,9 +150,9 @@ TEST(TranscriptParserTest, CodexRecords)
     parse(R"({"timestamp":"t1","type":"session_meta","payload":{"id":"c-1","cwd":"/a"}})", kCodex,
           meta);
     parse(R"({"type":"session_meta","payload":{"id":"c-2","cwd":"/b"}})", kCodex, meta);
-    EXPECT_EQ(meta.session, QStringLiteral("c-2")) << "a later session_meta overwrites";
-    EXPECT_EQ(meta.cwd, QStringLiteral("/b"));
-    EXPECT_EQ(meta.started, QStringLiteral("t1"));
+    EXPECT_EQ(meta.session, u"c-2"_s) << "a later session_meta overwrites";
+    EXPECT_EQ(meta.cwd, u"/b"_s);
+    EXPECT_EQ(meta.started, u"t1"_s);
 
     QList<Message> got = parse(
         R"({"timestamp":"t2","type":"response_item","payload":{"type":"message","role":"user",)"
@@ -159,9 +160,8 @@ TEST(TranscriptParserTest, CodexRecords)
         R"({"type":"input_text","text":"rename the widget"}]}})",
         kCodex, meta);
     ASSERT_EQ(got.size(), 1);
-    EXPECT_EQ(got[0], (Message{QStringLiteral("user"), QStringLiteral("rename the widget"),
-                               QStringLiteral("t2")}));
-    EXPECT_EQ(meta.title, QStringLiteral("rename the widget"));
+    EXPECT_EQ(got[0], (Message{u"user"_s, u"rename the widget"_s, u"t2"_s}));
+    EXPECT_EQ(meta.title, u"rename the widget"_s);
 
     got = parse(R"({"type":"response_item","payload":{"type":"message","role":"assistant",)"
                 R"("content":[{"type":"output_text","text":"done"}]}})",
@@ -196,14 +196,14 @@ TEST(TranscriptParserTest, PiAndZenithRecords)
     for (const QString& harness : {kPi, kZenith}) {
         FileMeta meta;
         parse(R"({"type":"session","id":"p-1","cwd":"/p","timestamp":"t0"})", harness, meta);
-        EXPECT_EQ(meta.session, QStringLiteral("p-1"));
-        EXPECT_EQ(meta.cwd, QStringLiteral("/p"));
+        EXPECT_EQ(meta.session, u"p-1"_s);
+        EXPECT_EQ(meta.cwd, u"/p"_s);
         const QList<Message> got = parse(
             R"({"type":"message","message":{"role":"assistant","content":[{"type":"thinking",)"
             R"("thinking":"hmm"},{"type":"text","text":"answer"},{"type":"toolCall","id":"1"}]}})",
             harness, meta);
         ASSERT_EQ(got.size(), 1);
-        EXPECT_EQ(got[0].text, QStringLiteral("answer"));
+        EXPECT_EQ(got[0].text, u"answer"_s);
         EXPECT_TRUE(parse(R"({"type":"message","message":{"role":"toolResult","content":"x"},)"
                           R"("x":"role":"user"})",
                           harness)
@@ -215,64 +215,53 @@ TEST(TranscriptParserTest, PiAndZenithRecords)
     }
 }
 
-TEST(TranscriptParserTest, ContentShapes)
+TEST(TranscriptParserTest, BadLinesAndOddContentYieldNothingAndLeaveMetaAlone)
 {
-    // An array holding anything that is not an object yields nothing at all.
-    EXPECT_TRUE(parse(claudeUser(R"([{"type":"text","text":"a"},"b"])"), kClaude).isEmpty());
-    EXPECT_TRUE(parse(claudeUser("null"), kClaude).isEmpty());
-    EXPECT_TRUE(parse(claudeUser("42"), kClaude).isEmpty());
-    EXPECT_TRUE(parse(claudeUser(R"({"text":"x"})"), kClaude).isEmpty());
-    EXPECT_TRUE(parse(claudeUser(R"([{"type":"text","text":7}])"), kClaude).isEmpty());
-    EXPECT_TRUE(parse(claudeUser(R"("   \n\t ")"), kClaude).isEmpty());
+    // An array holding anything that is not an object, content of the wrong type, blanks.
+    for (const char* content :
+         {R"([{"type":"text","text":"a"},"b"])", "null", "42", R"({"text":"x"})",
+          R"([{"type":"text","text":7}])", R"("   \n\t ")"})
+        EXPECT_TRUE(parse(claudeUser(content), kClaude).isEmpty()) << content;
+    // These leave the file's facts alone too.
+    const std::string nothing[] = {
+        // A role written with a blank after the colon is no marker: the line is never parsed.
+        R"({"type":"user","timestamp":"t","message":{"role": "user","content":"x"}})",
+        // Invalid JSON, a top level that is not an object, invalid UTF-8.
+        R"({"role":"user", oops)",
+        R"(["role":"user"])",
+        R"(["\"role\":\"user\""])",
+        claudeUser("\"bad \xC3\x28 byte\""),
+        // Missing or mistyped fields.
+        R"({"type":"user","role":"user"})",
+        R"({"type":"user","message":{"role":7},"role":"user"})",
+        R"({"type":5,"message":{"role":"user","content":"x"}})",
+        // A line at the size cap is skipped before anything else.
+        claudeUser("\"" + std::string(TranscriptParser::maxLineBytes, 'x') + "\""),
+    };
+    for (const std::string& line : nothing) {
+        FileMeta meta;
+        EXPECT_TRUE(parse(line, kClaude, meta).isEmpty()) << line.substr(0, 80);
+        EXPECT_EQ(meta, FileMeta{}) << line.substr(0, 80);
+    }
     EXPECT_EQ(parse(claudeUser(R"([{"type":"text","text":"a"},{"type":"image"},)"
                                R"({"type":"text","text":"b"}])"),
                     kClaude)
                   .size(),
               2);
-}
-
-TEST(TranscriptParserTest, BadLinesYieldNothingAndLeaveMetaAlone)
-{
-    FileMeta meta;
-    const FileMeta untouched = meta;
-    // A role written with a blank after the colon is no marker: the line is never parsed.
-    EXPECT_TRUE(parse(R"({"type":"user","timestamp":"t","message":{"role": "user","content":"x"}})",
-                      kClaude, meta)
-                    .isEmpty());
-    EXPECT_EQ(meta, untouched);
-    // Invalid JSON, a top level that is not an object, invalid UTF-8.
-    EXPECT_TRUE(parse(R"({"role":"user", oops)", kClaude, meta).isEmpty());
-    EXPECT_TRUE(parse(R"(["role":"user"])", kClaude, meta).isEmpty());
-    EXPECT_TRUE(parse(R"(["\"role\":\"user\""])", kClaude, meta).isEmpty());
-    EXPECT_TRUE(parse(claudeUser("\"bad \xC3\x28 byte\""), kClaude, meta).isEmpty());
-    EXPECT_EQ(meta, untouched);
-    // Missing or mistyped fields.
-    EXPECT_TRUE(parse(R"({"type":"user","role":"user"})", kClaude, meta).isEmpty());
-    EXPECT_TRUE(
-        parse(R"({"type":"user","message":{"role":7},"role":"user"})", kClaude, meta).isEmpty());
-    EXPECT_TRUE(
-        parse(R"({"type":5,"message":{"role":"user","content":"x"}})", kClaude, meta).isEmpty());
-    EXPECT_EQ(meta, untouched);
-    // A line at the size cap is skipped before anything else.
-    std::string huge = claudeUser("\"" + std::string(TranscriptParser::maxLineBytes, 'x') + "\"");
-    EXPECT_TRUE(parse(huge, kClaude, meta).isEmpty());
-    EXPECT_EQ(meta, untouched);
     // A carriage return before the newline is white space to the JSON parser.
     EXPECT_EQ(parse(claudeUser(R"("crlf")") + "\r", kClaude).size(), 1);
     // The timestamp step runs before the shape is examined.
+    FileMeta meta;
     EXPECT_TRUE(
         parse(R"({"type":"user","timestamp":"t9","role":"user"})", kClaude, meta).isEmpty());
-    EXPECT_EQ(meta.started, QStringLiteral("t9"));
+    EXPECT_EQ(meta.started, u"t9"_s);
 }
 
 TEST(TranscriptParserTest, FirstCharactersCountsGraphemeClusters)
 {
-    EXPECT_EQ(TranscriptParser::firstCharacters(QStringLiteral("abc"), 5), QStringLiteral("abc"));
-    EXPECT_EQ(TranscriptParser::firstCharacters(QStringLiteral("abcdef"), 3),
-              QStringLiteral("abc"));
+    EXPECT_EQ(TranscriptParser::firstCharacters(u"abc"_s, 5), u"abc"_s);
     // A flag is two code points (four UTF-16 units) and one character.
-    const QString flags = QStringLiteral("\U0001F1E9\U0001F1EA\U0001F1EB\U0001F1F7x");
-    EXPECT_EQ(TranscriptParser::firstCharacters(flags, 1), flags.left(4));
+    const QString flags = u"\U0001F1E9\U0001F1EA\U0001F1EB\U0001F1F7x"_s;
     EXPECT_EQ(TranscriptParser::firstCharacters(flags, 2), flags.left(8));
 }
 

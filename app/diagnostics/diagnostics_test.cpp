@@ -7,6 +7,8 @@
 #include <cstdio>
 #include <gtest/gtest.h>
 
+using namespace Qt::Literals::StringLiterals;
+
 namespace {
 
 QByteArray readAll(const QString& path)
@@ -18,7 +20,7 @@ QByteArray readAll(const QString& path)
 TEST(DiagnosticsTest, LogFolderIsMadeOnDemandUnderTheStateHome)
 {
     TempHome home;
-    const QString expected = home.path() + QStringLiteral("/.local/state/peekwell/logs");
+    const QString expected = home.path() + u"/.local/state/peekwell/logs"_s;
     EXPECT_FALSE(QDir(expected).exists());
     EXPECT_EQ(Diagnostics::logDir(), expected);
     EXPECT_TRUE(QDir(expected).exists());
@@ -27,15 +29,14 @@ TEST(DiagnosticsTest, LogFolderIsMadeOnDemandUnderTheStateHome)
 TEST(DiagnosticsTest, ReportIsSortedPrettyJsonInTheFileAndOnStandardOutput)
 {
     TempHome home;
-    QJsonObject report{{QStringLiteral("zeta"), 1},
-                       {QStringLiteral("alpha"), QJsonValue::Null},
-                       {QStringLiteral("mid"), QJsonObject{{QStringLiteral("b"), true},
-                                                           {QStringLiteral("a"), QJsonArray{}}}}};
+    QJsonObject report{{u"zeta"_s, 1},
+                       {u"alpha"_s, QJsonValue::Null},
+                       {u"mid"_s, QJsonObject{{u"b"_s, true}, {u"a"_s, QJsonArray{}}}}};
     ::testing::internal::CaptureStdout();
-    Diagnostics::emit(report, QStringLiteral("test.json"));
+    Diagnostics::emit(report, u"test.json"_s);
     const std::string printed = ::testing::internal::GetCapturedStdout();
 
-    const QByteArray file = readAll(Diagnostics::logDir() + QStringLiteral("/test.json"));
+    const QByteArray file = readAll(Diagnostics::logDir() + u"/test.json"_s);
     ASSERT_FALSE(file.isEmpty());
     EXPECT_FALSE(file.endsWith('\n'));
     EXPECT_EQ(QByteArray::fromStdString(printed), file + '\n');
@@ -46,26 +47,41 @@ TEST(DiagnosticsTest, ReportIsSortedPrettyJsonInTheFileAndOnStandardOutput)
 
     // A second report replaces the first.
     ::testing::internal::CaptureStdout();
-    Diagnostics::emit(QJsonObject{{QStringLiteral("n"), 2}}, QStringLiteral("test.json"));
+    Diagnostics::emit(QJsonObject{{u"n"_s, 2}}, u"test.json"_s);
     ::testing::internal::GetCapturedStdout();
-    EXPECT_FALSE(readAll(Diagnostics::logDir() + QStringLiteral("/test.json")).contains("zeta"));
+    EXPECT_FALSE(readAll(Diagnostics::logDir() + u"/test.json"_s).contains("zeta"));
 }
 
 TEST(DiagnosticsTest, AnUnwritableLogFolderStillPrintsTheReport)
 {
     TempHome home;
     // A file where the state folder should be: the folder cannot be made.
-    home.write(QStringLiteral(".local/state"), "not a folder");
+    home.write(u".local/state"_s, "not a folder");
     ::testing::internal::CaptureStdout();
-    Diagnostics::emit(QJsonObject{{QStringLiteral("ok"), true}}, QStringLiteral("x.json"));
+    Diagnostics::emit(QJsonObject{{u"ok"_s, true}}, u"x.json"_s);
     const std::string printed = ::testing::internal::GetCapturedStdout();
     EXPECT_NE(printed.find("\"ok\": true"), std::string::npos);
 }
 
-TEST(DiagnosticsTest, NoArgumentsRunsNoOperation)
+TEST(DiagnosticsTest, OnlyAnOperationWithAllItsValuesTakesOver)
 {
-    EXPECT_FALSE(Diagnostics::runCommandLine({QStringLiteral("peekwell")}));
-    EXPECT_EQ(Diagnostics::takingOver({QStringLiteral("peekwell")}), nullptr);
+    const std::pair<QStringList, QString> cases[] = {
+        {{}, {}},
+        {{"--search", "w"}, "--search"},
+        {{"--sw-url", "x", "--search", "w"}, "--search"},
+        {{"--search"}, {}},
+        {{"--lookup", "word"}, "--lookup"},
+        {{"--lookup"}, {}},
+        {{"--snapshot", "shot.png", "word"}, "--snapshot"},
+        {{"--snapshot", "shot.png"}, {}},
+    };
+    for (const auto& [arguments, expected] : cases) {
+        const Diagnostics::Operation* operation =
+            Diagnostics::takingOver(QStringList{u"peekwell"_s} + arguments);
+        EXPECT_EQ(operation ? operation->name : QString(), expected)
+            << arguments.join(u' ').toStdString();
+    }
+    EXPECT_FALSE(Diagnostics::runCommandLine({u"peekwell"_s}));
 }
 
 } // namespace

@@ -1,51 +1,27 @@
-#include "arguments.h"
-#include "diagnostics.h"
 #include "lookupoperations.h"
 
 #include <gtest/gtest.h>
+
+using namespace Qt::Literals::StringLiterals;
 
 namespace {
 
 TEST(LookupOperationsTest, RectangleTextHasOriginThenSize)
 {
     EXPECT_EQ(LookupOperations::rectText(QRectF(812, 406, 470, 340)),
-              QStringLiteral("{{812, 406}, {470, 340}}"));
+              u"{{812, 406}, {470, 340}}"_s);
     EXPECT_EQ(LookupOperations::rectText(QRectF(-478.5, 8, 470, 340)),
-              QStringLiteral("{{-478.5, 8}, {470, 340}}"));
+              u"{{-478.5, 8}, {470, 340}}"_s);
 }
 
 TEST(LookupOperationsTest, SnapshotFileNamesCarryTheTabId)
 {
     using LookupOperations::snapshotFileName;
-    EXPECT_EQ(snapshotFileName(QStringLiteral("shot.png"), QStringLiteral("wikipedia")),
-              QStringLiteral("shot-wikipedia.png"));
-    EXPECT_EQ(snapshotFileName(QStringLiteral("/tmp/a.png/shot.png"), QStringLiteral("apple")),
-              QStringLiteral("/tmp/a-apple.png/shot-apple.png"));
+    EXPECT_EQ(snapshotFileName(u"shot.png"_s, u"wikipedia"_s), u"shot-wikipedia.png"_s);
+    EXPECT_EQ(snapshotFileName(u"/tmp/a.png/shot.png"_s, u"apple"_s),
+              u"/tmp/a-apple.png/shot-apple.png"_s);
     // Without ".png" every tab writes the same file.
-    EXPECT_EQ(snapshotFileName(QStringLiteral("/tmp/shot"), QStringLiteral("chats")),
-              QStringLiteral("/tmp/shot"));
-}
-
-TEST(LookupOperationsTest, LookupAndSnapshotTakeOverOnlyWithTheirValues)
-{
-    auto over = [](QStringList arguments) {
-        arguments.prepend(QStringLiteral("peekwell"));
-        const Diagnostics::Operation* operation = Diagnostics::takingOver(arguments);
-        return operation ? operation->name : QString();
-    };
-    EXPECT_EQ(over({QStringLiteral("--lookup"), QStringLiteral("word")}),
-              QStringLiteral("--lookup"));
-    EXPECT_EQ(over({QStringLiteral("--lookup")}), QString());
-    EXPECT_EQ(
-        over({QStringLiteral("--snapshot"), QStringLiteral("shot.png"), QStringLiteral("word")}),
-        QStringLiteral("--snapshot"));
-    EXPECT_EQ(over({QStringLiteral("--snapshot"), QStringLiteral("shot.png")}), QString());
-    for (const Diagnostics::Operation& operation : Diagnostics::operations()) {
-        if (operation.name == QStringLiteral("--lookup") ||
-            operation.name == QStringLiteral("--snapshot")) {
-            EXPECT_EQ(operation.kind, Diagnostics::Kind::Windowed);
-        }
-    }
+    EXPECT_EQ(snapshotFileName(u"/tmp/shot"_s, u"chats"_s), u"/tmp/shot"_s);
 }
 
 } // namespace

@@ -2,54 +2,39 @@
 
 #include <gtest/gtest.h>
 
+using namespace Qt::Literals::StringLiterals;
+
 namespace {
 
-using Range = AttributedText::Range;
-
-TEST(HighlightedTest, MatchesIgnoreCaseAndDiacriticsAndFindTheTermInsideWords)
+TEST(HighlightedTest, MatchesIgnoreCaseAndDiacriticsAndNeverOverlap)
 {
-    const AttributedText text =
-        highlighted(QStringLiteral("Café, CAFE and cafeteria"), QStringLiteral("cafe"));
-    EXPECT_EQ(text.text, QStringLiteral("Café, CAFE and cafeteria"));
-    EXPECT_EQ(text.emphasised, (QList<Range>{{0, 4}, {6, 4}, {15, 4}}));
-    EXPECT_EQ(text.emphasisedTexts(), (QStringList{QStringLiteral("Café"), QStringLiteral("CAFE"),
-                                                   QStringLiteral("cafe")}));
-}
-
-TEST(HighlightedTest, AccentedTermMatchesPlainTextAndDecomposedAccents)
-{
-    // The term carries the accent, the text does not, and the other way round with a
-    // combining accent (e + U+0301), which belongs to the match.
-    const AttributedText text =
-        highlighted(QStringLiteral("naive and nai\u0308ve"), QStringLiteral("na\u00efve"));
-    EXPECT_EQ(text.emphasisedTexts(),
-              (QStringList{QStringLiteral("naive"), QStringLiteral("nai\u0308ve")}));
-}
-
-TEST(HighlightedTest, MatchesDoNotOverlapAndSearchGoesOnAfterEachMatch)
-{
-    EXPECT_EQ(highlighted(QStringLiteral("aaaaa"), QStringLiteral("aa")).emphasised,
-              (QList<Range>{{0, 2}, {2, 2}}));
-    EXPECT_EQ(highlighted(QStringLiteral("word, word"), QStringLiteral("word")).emphasised,
-              (QList<Range>{{0, 4}, {6, 4}}));
-}
-
-TEST(HighlightedTest, EmptyTermOrNoMatchLeavesTheTextAlone)
-{
-    EXPECT_TRUE(highlighted(QStringLiteral("some text"), QString()).emphasised.isEmpty());
-    EXPECT_TRUE(
-        highlighted(QStringLiteral("some text"), QStringLiteral("zebra")).emphasised.isEmpty());
-    EXPECT_TRUE(highlighted(QString(), QStringLiteral("word")).emphasised.isEmpty());
-    EXPECT_EQ(highlighted(QStringLiteral("some text"), QString()).text,
-              QStringLiteral("some text"));
+    const struct {
+        QString text, term;
+        QStringList emphasised;
+    } cases[] = {
+        // Inside words too; the term's accent is optional in the text and a combining accent
+        // (U+0308) belongs to the match.
+        {"Café, CAFE and cafeteria", "cafe", {"Café", "CAFE", "cafe"}},
+        {"naive and nai\u0308ve", "na\u00efve", {"naive", "nai\u0308ve"}},
+        {"aaaaa", "aa", {"aa", "aa"}},
+        {"word, word", "word", {"word", "word"}},
+        {"some text", QString(), {}},
+        {"some text", "zebra", {}},
+        {QString(), "word", {}},
+    };
+    for (const auto& c : cases) {
+        const AttributedText text = highlighted(c.text, c.term);
+        EXPECT_EQ(text.text, c.text);
+        EXPECT_EQ(text.emphasisedTexts(), c.emphasised) << c.text.toStdString();
+    }
+    EXPECT_EQ(highlighted(u"aaaaa"_s, u"aa"_s).emphasised,
+              (QList<AttributedText::Range>{{0, 2}, {2, 2}}));
 }
 
 TEST(HighlightedTest, HtmlEscapesTheTextAndKeepsLineBreaks)
 {
-    const AttributedText text =
-        highlighted(QStringLiteral("a <b>word</b>\nword & more"), QStringLiteral("word"));
-    EXPECT_EQ(text.toHtml(),
-              QStringLiteral("a &lt;b&gt;<b>word</b>&lt;/b&gt;<br><b>word</b> &amp; more"));
+    const AttributedText text = highlighted(u"a <b>word</b>\nword & more"_s, u"word"_s);
+    EXPECT_EQ(text.toHtml(), u"a &lt;b&gt;<b>word</b>&lt;/b&gt;<br><b>word</b> &amp; more"_s);
 }
 
 } // namespace

@@ -1,5 +1,3 @@
-#include "copylink.h"
-#include "itemrow.h"
 #include "lookuppanel.h"
 #include "lookuppanelcontroller.h"
 #include "scriptedbackend.h"
@@ -12,6 +10,8 @@
 #include <QTest>
 #include <QThread>
 #include <gtest/gtest.h>
+
+using namespace Qt::Literals::StringLiterals;
 
 using S = ScriptedBackend;
 using Screen = LookupPanelController::ScreenArea;
@@ -30,67 +30,45 @@ template <typename F> bool spinUntil(F condition)
     return condition();
 }
 
-QRectF placed(double x, double y, const QList<Screen>& screens, qsizetype main = 0)
-{
-    return LookupPanelController::frame(QPointF(x, y), screens, main);
-}
-
-QRectF at(double x, double y)
-{
-    return {x, y, 470, 340};
-}
-
 // A 1440 × 900 screen whose top 25 points are taken by a panel bar.
 const Screen kLaptop{QRectF(0, 0, 1440, 900), QRectF(0, 25, 1440, 875)};
 // A 1920 × 1080 screen to the left of it.
 const Screen kLeftMonitor{QRectF(-1920, 0, 1920, 1080), QRectF(-1920, 0, 1920, 1080)};
 
-TEST(PanelPlacementTest, BelowAndLeftOfThePointerWhereThereIsRoom)
+TEST(PanelPlacementTest, BelowOrAboveThePointerKeptInsideTheScreenUnderIt)
 {
-    EXPECT_EQ(placed(100, 200, {kLaptop}), at(64, 216));
-    // Right under the bar at the top: still below the pointer.
-    EXPECT_EQ(placed(500, 26, {kLaptop}), at(464, 42));
-}
-
-TEST(PanelPlacementTest, AboveThePointerNearTheBottom)
-{
-    EXPECT_EQ(placed(500, 800, {kLaptop}), at(464, 436));
-    // The last pointer height that still fits below (bottom edge 8 above the screen's end)…
-    EXPECT_EQ(placed(500, 536, {kLaptop}), at(464, 552));
-    // …and one lower, which goes above.
-    EXPECT_EQ(placed(500, 537, {kLaptop}), at(464, 173));
-    // Near the bottom of a short area where above does not fit either: pushed back inside.
     const Screen shortScreen{QRectF(0, 0, 1000, 400), QRectF(0, 0, 1000, 400)};
-    EXPECT_EQ(placed(500, 200, {shortScreen}), at(464, 8));
-}
-
-TEST(PanelPlacementTest, KeptEightPointsInsideTheLeftAndRightEdges)
-{
-    EXPECT_EQ(placed(1430, 300, {kLaptop}), at(962, 316));
-    EXPECT_EQ(placed(10, 300, {kLaptop}), at(8, 316));
-    EXPECT_EQ(placed(44, 300, {kLaptop}), at(8, 316));
-    EXPECT_EQ(placed(45, 300, {kLaptop}), at(9, 316));
-}
-
-TEST(PanelPlacementTest, UsesTheScreenUnderThePointerNotThePrimaryOne)
-{
-    const QList<Screen> screens{kLaptop, kLeftMonitor};
-    EXPECT_EQ(placed(-1000, 500, screens), at(-1036, 516));
-    // Near the right end of the left monitor: kept on that monitor.
-    EXPECT_EQ(placed(-20, 500, screens), at(-478, 516));
-    // Low on the left monitor, below where the laptop's screen ends: the monitor's bottom counts.
-    EXPECT_EQ(placed(-1000, 700, screens), at(-1036, 716));
-    // A point on no screen falls back to the main one.
-    EXPECT_EQ(placed(5000, 5000, screens, 0), at(962, 552));
-    EXPECT_EQ(placed(5000, 5000, screens, 1), at(-478, 732));
-}
-
-TEST(PanelPlacementTest, NarrowScreenLetsTheRightAndTopEdgesWin)
-{
     const Screen narrow{QRectF(0, 0, 400, 300), QRectF(0, 0, 400, 300)};
-    EXPECT_EQ(placed(100, 100, {narrow}), at(-78, 8));
-    // No screens at all: the panel keeps to a panel-sized area at the origin.
-    EXPECT_EQ(placed(100, 100, {}), at(-8, 8));
+    const QList<Screen> both{kLaptop, kLeftMonitor};
+    const struct {
+        const char* why;
+        QPointF pointer;
+        QList<Screen> screens;
+        qsizetype main;
+        QPointF topLeft;
+    } cases[] = {
+        {"below and left where there is room", {100, 200}, {kLaptop}, 0, {64, 216}},
+        {"right under the bar", {500, 26}, {kLaptop}, 0, {464, 42}},
+        {"above near the bottom", {500, 800}, {kLaptop}, 0, {464, 436}},
+        {"the last height that fits below", {500, 536}, {kLaptop}, 0, {464, 552}},
+        {"one lower goes above", {500, 537}, {kLaptop}, 0, {464, 173}},
+        {"neither fits: pushed back inside", {500, 200}, {shortScreen}, 0, {464, 8}},
+        {"right edge", {1430, 300}, {kLaptop}, 0, {962, 316}},
+        {"left edge", {10, 300}, {kLaptop}, 0, {8, 316}},
+        {"left edge, last clamped", {44, 300}, {kLaptop}, 0, {8, 316}},
+        {"left edge, first free", {45, 300}, {kLaptop}, 0, {9, 316}},
+        {"the screen under the pointer", {-1000, 500}, both, 0, {-1036, 516}},
+        {"kept on the left monitor", {-20, 500}, both, 0, {-478, 516}},
+        {"the monitor's own bottom", {-1000, 700}, both, 0, {-1036, 716}},
+        {"on no screen: the main one", {5000, 5000}, both, 0, {962, 552}},
+        {"on no screen: the other main one", {5000, 5000}, both, 1, {-478, 732}},
+        {"narrow: right and top edges win", {100, 100}, {narrow}, 0, {-78, 8}},
+        {"no screens at all", {100, 100}, {}, 0, {-8, 8}},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(LookupPanelController::frame(c.pointer, c.screens, c.main),
+                  QRectF(c.topLeft, QSizeF(470, 340)))
+            << c.why;
 }
 
 // Records the URLs the desktop would open.
@@ -109,24 +87,25 @@ protected:
         controller.close();
         QCoreApplication::processEvents();
     }
+    static std::shared_ptr<ScriptedBackend> hanging()
+    {
+        return std::make_shared<ScriptedBackend>(BackendInfo{u"a"_s, u"A"_s, u"globe"_s, 60},
+                                                 std::vector<S::Step>{S::hang()});
+    }
     LookupPanelController& controller = LookupPanelController::shared();
-    const LookupQuery query{QStringLiteral("word"), std::nullopt, QStringLiteral("Peekwell test")};
+    const LookupQuery query{u"word"_s, std::nullopt, u"Peekwell test"_s};
 };
 
 TEST_F(PanelControllerTest, ShowPlacesOnePanelAndANewLookupReplacesIt)
 {
-    auto first = std::make_shared<ScriptedBackend>(
-        BackendInfo{QStringLiteral("a"), QStringLiteral("A"), QStringLiteral("globe"), 60},
-        std::vector<S::Step>{S::hang()});
+    auto first = hanging();
     const std::shared_ptr<LookupModel> model = controller.show(query, QPointF(100, 200), {first});
     ASSERT_TRUE(model);
     QPointer<LookupPanel> panel = controller.panel();
     ASSERT_TRUE(panel);
     EXPECT_TRUE(panel->isVisible());
     EXPECT_EQ(QRectF(panel->geometry()), LookupPanelController::frame(QPointF(100, 200)));
-    EXPECT_TRUE(panel->windowFlags() & Qt::WindowStaysOnTopHint);
-    EXPECT_TRUE(panel->windowFlags() & Qt::WindowDoesNotAcceptFocus);
-    EXPECT_TRUE(panel->windowFlags() & Qt::FramelessWindowHint);
+    EXPECT_TRUE(panel->windowFlags() & Qt::FramelessWindowHint); // the rest: on X (tests/e2e)
     ASSERT_TRUE(spinUntil([&] { return first->probe()->running == 1; }));
 
     const std::shared_ptr<LookupModel> second = controller.show(query, QPointF(300, 300), {});
@@ -142,9 +121,7 @@ TEST_F(PanelControllerTest, ShowPlacesOnePanelAndANewLookupReplacesIt)
 
 TEST_F(PanelControllerTest, CloseIsSafeTwiceAndCancelsTheLookup)
 {
-    auto source = std::make_shared<ScriptedBackend>(
-        BackendInfo{QStringLiteral("a"), QStringLiteral("A"), QStringLiteral("globe"), 60},
-        std::vector<S::Step>{S::hang()});
+    auto source = hanging();
     const std::shared_ptr<LookupModel> model = controller.show(query, QPointF(10, 10), {source});
     ASSERT_TRUE(spinUntil([&] { return source->probe()->running == 1; }));
     controller.close();
@@ -152,7 +129,7 @@ TEST_F(PanelControllerTest, CloseIsSafeTwiceAndCancelsTheLookup)
     EXPECT_EQ(controller.panel(), nullptr);
     EXPECT_EQ(controller.model(), nullptr);
     // The caller's model outlives the panel, with its source stopped.
-    EXPECT_EQ(model->query().term, QStringLiteral("word"));
+    EXPECT_EQ(model->query().term, u"word"_s);
     EXPECT_TRUE(spinUntil([&] { return source->probe()->cancelled == 1; }));
 }
 
@@ -168,48 +145,17 @@ TEST_F(PanelControllerTest, EscapeClosesThePanelAndOtherKeysDoNot)
     EXPECT_TRUE(spinUntil([&] { return controller.panel() == nullptr; }));
 }
 
-TEST_F(PanelControllerTest, OpeningACopyLinkCopiesItsCommandAndCloses)
-{
-    const QUrl link = *CopyLink::url(QStringLiteral("cd '/p' && claude --resume 9"));
-    auto source = scripted(QStringLiteral("chats"), 60,
-                           {S::yield({LookupItem{QStringLiteral("x"), QStringLiteral("Chat"),
-                                                 std::nullopt, QStringLiteral("a word"), link}})});
-    controller.show(query, QPointF(100, 100), {source});
-    LookupPanel* panel = controller.panel();
-    ASSERT_TRUE(spinUntil([&] { return panel->view()->rows().size() == 1; }));
-    QCoreApplication::processEvents();
-    QTest::mouseClick(panel->view()->rows()[0], Qt::LeftButton, {}, QPoint(4, 4));
-    EXPECT_EQ(QGuiApplication::clipboard()->text(), QStringLiteral("cd '/p' && claude --resume 9"));
-    EXPECT_TRUE(spinUntil([&] { return controller.panel() == nullptr; }));
-}
-
 TEST_F(PanelControllerTest, OpeningAnyOtherUrlHandsItToTheDesktopAndCloses)
 {
     UrlRecorder recorder;
-    QDesktopServices::setUrlHandler(QStringLiteral("https"), &recorder, "open");
-    QGuiApplication::clipboard()->setText(QStringLiteral("untouched"));
+    QDesktopServices::setUrlHandler(u"https"_s, &recorder, "open");
+    QGuiApplication::clipboard()->setText(u"untouched"_s);
     controller.show(query, QPointF(100, 100), {});
-    controller.open(QUrl(QStringLiteral("https://en.wikipedia.org/wiki/Word")));
-    QDesktopServices::unsetUrlHandler(QStringLiteral("https"));
-    EXPECT_EQ(recorder.urls,
-              (QList<QUrl>{QUrl(QStringLiteral("https://en.wikipedia.org/wiki/Word"))}));
-    EXPECT_EQ(QGuiApplication::clipboard()->text(), QStringLiteral("untouched"));
+    controller.open(QUrl(u"https://en.wikipedia.org/wiki/Word"_s));
+    QDesktopServices::unsetUrlHandler(u"https"_s);
+    EXPECT_EQ(recorder.urls, (QList<QUrl>{QUrl(u"https://en.wikipedia.org/wiki/Word"_s)}));
+    EXPECT_EQ(QGuiApplication::clipboard()->text(), u"untouched"_s);
     EXPECT_EQ(controller.panel(), nullptr);
-}
-
-TEST_F(PanelControllerTest, ClickingInsideThePanelKeepsIt)
-{
-    auto source =
-        scripted(QStringLiteral("chats"), 60,
-                 {S::yield({LookupItem{QStringLiteral("x"), QStringLiteral("No link"), std::nullopt,
-                                       QStringLiteral("a word"), std::nullopt}})});
-    controller.show(query, QPointF(100, 100), {source});
-    LookupPanel* panel = controller.panel();
-    ASSERT_TRUE(spinUntil([&] { return panel->view()->rows().size() == 1; }));
-    QTest::mouseClick(panel->view()->rows()[0], Qt::LeftButton, {}, QPoint(4, 4));
-    QTest::mouseClick(panel, Qt::LeftButton, {}, QPoint(200, 100));
-    QCoreApplication::processEvents();
-    EXPECT_EQ(controller.panel(), panel);
 }
 
 } // namespace

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+using namespace Qt::Literals::StringLiterals;
+
 namespace {
 
 // Sets an environment variable for the lifetime of the object, then puts the old value back.
@@ -34,7 +36,7 @@ TEST(PanelStyleTest, AppearanceFollowsGtkUnlessOverridden)
     EnvironmentVariable noOverride("PEEKWELL_APPEARANCE", "");
     EXPECT_EQ(PanelStyle::systemAppearance(), Appearance::Light); // the offscreen palette is light
 
-    home.write(QStringLiteral(".config/gtk-3.0/settings.ini"),
+    home.write(u".config/gtk-3.0/settings.ini"_s,
                "[Settings]\ngtk-application-prefer-dark-theme=1\n");
     EXPECT_EQ(PanelStyle::systemAppearance(), Appearance::Dark);
     {
@@ -45,8 +47,7 @@ TEST(PanelStyleTest, AppearanceFollowsGtkUnlessOverridden)
         EnvironmentVariable theme("GTK_THEME", "Adwaita");
         EXPECT_EQ(PanelStyle::systemAppearance(), Appearance::Light);
     }
-    home.write(QStringLiteral(".config/gtk-3.0/settings.ini"),
-               "[Settings]\ngtk-theme-name=Arc-Dark\n");
+    home.write(u".config/gtk-3.0/settings.ini"_s, "[Settings]\ngtk-theme-name=Arc-Dark\n");
     EXPECT_EQ(PanelStyle::systemAppearance(), Appearance::Dark);
     EnvironmentVariable theme("GTK_THEME", "Adwaita:dark");
     EnvironmentVariable dark("PEEKWELL_APPEARANCE", "dark");

@@ -3,20 +3,22 @@
 #include <QImage>
 #include <gtest/gtest.h>
 
+using namespace Qt::Literals::StringLiterals;
+
 namespace {
 
 TEST(SymbolIconTest, EverySymbolTheProgramNamesIsBundledAndDrawnInTheGivenColour)
 {
     const QStringList names = {
-        QStringLiteral("sparkles"),
-        QStringLiteral("brain.head.profile"),
-        QStringLiteral("bubble.left.and.text.bubble.right"),
-        QStringLiteral("books.vertical"),
-        QStringLiteral("globe"),
-        QStringLiteral("exclamationmark.triangle"),
-        QStringLiteral("exclamationmark.circle"),
-        QStringLiteral("arrow.up.right"),
-        QStringLiteral("text.magnifyingglass"),
+        u"sparkles"_s,
+        u"brain.head.profile"_s,
+        u"bubble.left.and.text.bubble.right"_s,
+        u"books.vertical"_s,
+        u"globe"_s,
+        u"exclamationmark.triangle"_s,
+        u"exclamationmark.circle"_s,
+        u"arrow.up.right"_s,
+        u"text.magnifyingglass"_s,
     };
     const QColor orange(0xff, 0x9f, 0x0a);
     for (const QString& name : names) {
@@ -46,8 +48,8 @@ TEST(SymbolIconTest, EverySymbolTheProgramNamesIsBundledAndDrawnInTheGivenColour
 
 TEST(SymbolIconTest, UnknownNamesDrawNothing)
 {
-    EXPECT_FALSE(SymbolIcon::exists(QStringLiteral("no.such.symbol")));
-    EXPECT_TRUE(SymbolIcon::pixmap(QStringLiteral("no.such.symbol"), Qt::black, 16, 1).isNull());
+    EXPECT_FALSE(SymbolIcon::exists(u"no.such.symbol"_s));
+    EXPECT_TRUE(SymbolIcon::pixmap(u"no.such.symbol"_s, Qt::black, 16, 1).isNull());
     EXPECT_FALSE(SymbolIcon::exists(QString()));
 }
 

@@ -17,15 +17,17 @@
 #include <string>
 #include <sys/wait.h>
 
+using namespace Qt::Literals::StringLiterals;
+
 namespace {
 
 QProcessEnvironment environmentFor(const QString& home, const QString& dataHome = {})
 {
     QProcessEnvironment env;
-    env.insert(QStringLiteral("HOME"), home);
-    env.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
+    env.insert(u"HOME"_s, home);
+    env.insert(u"QT_QPA_PLATFORM"_s, u"offscreen"_s);
     if (!dataHome.isEmpty())
-        env.insert(QStringLiteral("XDG_DATA_HOME"), dataHome);
+        env.insert(u"XDG_DATA_HOME"_s, dataHome);
     return env;
 }
 
@@ -82,8 +84,8 @@ public:
                            "\"}}\n";
         for (int i = 0; i < lines; ++i)
             text += claudeLine(i % 2 ? "user" : "assistant", session);
-        const QString path = QStringLiteral("%1/.claude/projects/-work-project/%2.jsonl")
-                                 .arg(m_home, QString::fromStdString(session));
+        const QString path = u"%1/.claude/projects/-work-project/%2.jsonl"_s.arg(
+            m_home, QString::fromStdString(session));
         QDir().mkpath(QFileInfo(path).path());
         write(path, text, QIODevice::WriteOnly);
         m_files.append(path);
@@ -99,8 +101,7 @@ public:
             text += R"({"type":"response_item","timestamp":")" + stamp() +
                     R"(","payload":{"type":"message","role":")" + (i % 2 ? "assistant" : "user") +
                     R"(","content":[{"type":"input_text","text":")" + words(20) + "\"}]}}\n";
-        const QString path = QStringLiteral("%1/.codex/sessions/2026/01/0%2/rollout-%3.jsonl")
-                                 .arg(m_home)
+        const QString path = u"%1/.codex/sessions/2026/01/0%2/rollout-%3.jsonl"_s.arg(m_home)
                                  .arg(1 + m_next % 9)
                                  .arg(QString::fromStdString(id));
         QDir().mkpath(QFileInfo(path).path());
@@ -144,7 +145,7 @@ QStringList rows(const QString& db)
     if (sqlite3_open_v2(QFile::encodeName(db).constData(), &handle, SQLITE_OPEN_READWRITE,
                         nullptr) != SQLITE_OK) {
         sqlite3_close(handle);
-        return {QStringLiteral("cannot open")};
+        return {u"cannot open"_s};
     }
     for (const char* sql :
          {"SELECT path, harness, offset, session, cwd, title, started, updated FROM files "
@@ -157,7 +158,7 @@ QStringList rows(const QString& db)
             for (int i = 0; i < sqlite3_column_count(statement); ++i) {
                 const auto* text = sqlite3_column_text(statement, i);
                 columns.append(text ? QString::fromUtf8(reinterpret_cast<const char*>(text))
-                                    : QStringLiteral("<null>"));
+                                    : u"<null>"_s);
             }
             result.append(columns.join(QChar(0x1F)));
         }
@@ -188,7 +189,7 @@ QString integrity(const QString& db)
     sqlite3_finalize(statement);
     if (hasMessages && sqlite3_exec(handle, "INSERT INTO msgs(msgs) VALUES('integrity-check')",
                                     nullptr, nullptr, nullptr) != SQLITE_OK)
-        verdict += QStringLiteral(" fts5: ") + QString::fromUtf8(sqlite3_errmsg(handle));
+        verdict += u" fts5: "_s + QString::fromUtf8(sqlite3_errmsg(handle));
     sqlite3_close(handle);
     return verdict;
 }
@@ -202,37 +203,36 @@ TEST(ChatsEndToEndTest, IndexThenSearchWithReports)
     corpus.addCodex(10);
     // A transcript whose session id would run a command if it were pasted unquoted.
     home.write(
-        QStringLiteral(".claude/projects/-evil/x.jsonl"),
+        u".claude/projects/-evil/x.jsonl"_s,
         R"({"type":"user","sessionId":"x; touch pwned","message":{"role":"user","content":"ocelot attack"}})"
         "\n");
 
-    ProcessResult run = runPeekwell({QStringLiteral("--index")}, environmentFor(home.path()));
+    ProcessResult run = runPeekwell({u"--index"_s}, environmentFor(home.path()));
     ASSERT_FALSE(run.crashed);
     EXPECT_EQ(run.exitCode, 0);
     QJsonObject report = json(run.out);
-    EXPECT_EQ(report.value(QStringLiteral("files")).toInt(), 27);
-    EXPECT_EQ(report.value(QStringLiteral("changedFiles")).toInt(), 27);
-    EXPECT_GT(report.value(QStringLiteral("messages")).toInt(), 27 * 5);
-    EXPECT_EQ(report.value(QStringLiteral("db")).toString(),
-              home.path() + QStringLiteral("/.local/share/peekwell/chats.sqlite"));
-    EXPECT_TRUE(report.value(QStringLiteral("seconds")).isDouble());
-    EXPECT_TRUE(report.contains(QStringLiteral("mbRead")));
+    EXPECT_EQ(report.value(u"files"_s).toInt(), 27);
+    EXPECT_EQ(report.value(u"changedFiles"_s).toInt(), 27);
+    EXPECT_GT(report.value(u"messages"_s).toInt(), 27 * 5);
+    EXPECT_EQ(report.value(u"db"_s).toString(),
+              home.path() + u"/.local/share/peekwell/chats.sqlite"_s);
+    EXPECT_TRUE(report.value(u"seconds"_s).isDouble());
+    EXPECT_TRUE(report.contains(u"mbRead"_s));
     // Progress after 20 changed files and at the end.
     const QList<QByteArray> progress = run.err.trimmed().split('\n');
     ASSERT_GE(progress.size(), 2) << run.err.constData();
     EXPECT_TRUE(progress[progress.size() - 2].startsWith("20 files, "));
     EXPECT_TRUE(progress.last().startsWith("27 files, ")) << progress.last().constData();
     EXPECT_TRUE(progress.last().endsWith(" MB"));
-    QFile file(home.path() + QStringLiteral("/.local/state/peekwell/logs/index.json"));
+    QFile file(home.path() + u"/.local/state/peekwell/logs/index.json"_s);
     ASSERT_TRUE(file.open(QIODevice::ReadOnly));
     EXPECT_EQ(file.readAll() + '\n', run.out);
 
-    run = runPeekwell({QStringLiteral("--search"), QStringLiteral("widget")},
-                      environmentFor(home.path()));
+    run = runPeekwell({u"--search"_s, u"widget"_s}, environmentFor(home.path()));
     EXPECT_EQ(run.exitCode, 0);
     report = json(run.out);
-    EXPECT_TRUE(report.value(QStringLiteral("ms")).isDouble());
-    const QJsonArray hits = report.value(QStringLiteral("hits")).toArray();
+    EXPECT_TRUE(report.value(u"ms"_s).isDouble());
+    const QJsonArray hits = report.value(u"hits"_s).toArray();
     EXPECT_EQ(hits.size(), 8);
     for (const QJsonValue& hit : hits) {
         ASSERT_EQ(hit.toArray().size(), 4);
@@ -241,47 +241,33 @@ TEST(ChatsEndToEndTest, IndexThenSearchWithReports)
         const QString harness = hit.toArray()[0].toString();
         const QString command = hit.toArray()[3].toString();
         if (harness == QLatin1String("Codex"))
-            EXPECT_TRUE(command.startsWith(QStringLiteral("cd '/srv/tool' && codex resume cx-")));
+            EXPECT_TRUE(command.startsWith(u"cd '/srv/tool' && codex resume cx-"_s));
         else
-            EXPECT_TRUE(
-                command.startsWith(QStringLiteral("cd '/work/project' && claude --resume sess-")))
+            EXPECT_TRUE(command.startsWith(u"cd '/work/project' && claude --resume sess-"_s))
                 << command.toStdString();
     }
 
-    run = runPeekwell({QStringLiteral("--search"), QStringLiteral("ocelot attack")},
-                      environmentFor(home.path()));
-    const QJsonArray evil = json(run.out).value(QStringLiteral("hits")).toArray();
+    run = runPeekwell({u"--search"_s, u"ocelot attack"_s}, environmentFor(home.path()));
+    const QJsonArray evil = json(run.out).value(u"hits"_s).toArray();
     ASSERT_EQ(evil.size(), 1);
-    EXPECT_EQ(evil[0].toArray()[3].toString(), QStringLiteral("claude --resume 'x; touch pwned'"));
-
-    // Operators and punctuation are words, never errors.
-    for (const char* text : {"NEAR(", "\"", "*", "widget OR", "a:b ^c"}) {
-        run = runPeekwell({QStringLiteral("--search"), QString::fromLatin1(text)},
-                          environmentFor(home.path()));
-        EXPECT_EQ(run.exitCode, 0) << text;
-        EXPECT_TRUE(json(run.out).value(QStringLiteral("hits")).isArray()) << text;
-    }
+    EXPECT_EQ(evil[0].toArray()[3].toString(), u"claude --resume 'x; touch pwned'"_s);
 }
 
 TEST(ChatsEndToEndTest, SettingsCombineWithTheOperationAndPersist)
 {
     TempHome home;
-    const ProcessResult run = runPeekwell(
-        {QStringLiteral("--recall-model"), QStringLiteral("openAI"), QStringLiteral("--model-name"),
-         QStringLiteral("gpt-test"), QStringLiteral("--sw-url"), QStringLiteral("http://nas:3010"),
-         QStringLiteral("--custom-base-url"), QStringLiteral("http://127.0.0.1:8080/v1"),
-         QStringLiteral("--search"), QStringLiteral("anything")},
-        environmentFor(home.path()));
+    const ProcessResult run =
+        runPeekwell({u"--recall-model"_s, u"openAI"_s, u"--model-name"_s, u"gpt-test"_s,
+                     u"--sw-url"_s, u"http://nas:3010"_s, u"--custom-base-url"_s,
+                     u"http://127.0.0.1:8080/v1"_s, u"--search"_s, u"anything"_s},
+                    environmentFor(home.path()));
     EXPECT_EQ(run.exitCode, 0);
-    EXPECT_EQ(json(run.out).value(QStringLiteral("hits")).toArray().size(), 0);
-    const Preferences stored(home.path() + QStringLiteral("/.config/peekwell/peekwell.conf"));
-    EXPECT_EQ(stored.stringValue(QStringLiteral("recall.model")), QStringLiteral("openAI"));
-    EXPECT_EQ(stored.stringValue(QStringLiteral("recall.openAI.modelName")),
-              QStringLiteral("gpt-test"));
-    EXPECT_EQ(stored.stringValue(QStringLiteral("backend.shelfwise.url")),
-              QStringLiteral("http://nas:3010"));
-    EXPECT_EQ(stored.stringValue(QStringLiteral("recall.custom.baseURL")),
-              QStringLiteral("http://127.0.0.1:8080/v1"));
+    EXPECT_EQ(json(run.out).value(u"hits"_s).toArray().size(), 0);
+    const Preferences stored(home.path() + u"/.config/peekwell/peekwell.conf"_s);
+    EXPECT_EQ(stored.stringValue(u"recall.model"_s), u"openAI"_s);
+    EXPECT_EQ(stored.stringValue(u"recall.openAI.modelName"_s), u"gpt-test"_s);
+    EXPECT_EQ(stored.stringValue(u"backend.shelfwise.url"_s), u"http://nas:3010"_s);
+    EXPECT_EQ(stored.stringValue(u"recall.custom.baseURL"_s), u"http://127.0.0.1:8080/v1"_s);
 }
 
 TEST(ChatsEndToEndTest, KilledPassesNeverCorruptTheIndex)
@@ -292,16 +278,14 @@ TEST(ChatsEndToEndTest, KilledPassesNeverCorruptTheIndex)
         corpus.addClaude(40);
     for (int i = 0; i < 20; ++i)
         corpus.addCodex(40);
-    const QString crashData = home.path() + QStringLiteral("/crash-data");
-    const QString crashDb = crashData + QStringLiteral("/peekwell/chats.sqlite");
+    const QString crashData = home.path() + u"/crash-data"_s;
+    const QString crashDb = crashData + u"/peekwell/chats.sqlite"_s;
 
     // How long a whole first pass takes here, to spread the kills over it.
-    const QString probeData = home.path() + QStringLiteral("/probe-data");
+    const QString probeData = home.path() + u"/probe-data"_s;
     QElapsedTimer clock;
     clock.start();
-    ASSERT_EQ(
-        runPeekwell({QStringLiteral("--index")}, environmentFor(home.path(), probeData)).exitCode,
-        0);
+    ASSERT_EQ(runPeekwell({u"--index"_s}, environmentFor(home.path(), probeData)).exitCode, 0);
     const qint64 fullPassMs = std::max<qint64>(clock.elapsed(), 50);
 
     std::mt19937 random(std::random_device{}());
@@ -320,7 +304,7 @@ TEST(ChatsEndToEndTest, KilledPassesNeverCorruptTheIndex)
                 env.insert(key, extra.value(key));
             return env;
         }());
-        process.start(QStringLiteral(PEEKWELL_EXECUTABLE), {QStringLiteral("--index")});
+        process.start(QStringLiteral(PEEKWELL_EXECUTABLE), {u"--index"_s});
         ASSERT_TRUE(process.waitForStarted());
         const auto delay = static_cast<unsigned long>(random() % (fullPassMs / 2 + 1));
         QThread::msleep(delay);
@@ -333,21 +317,17 @@ TEST(ChatsEndToEndTest, KilledPassesNeverCorruptTheIndex)
             process.waitForFinished();
         }
         if (QFile::exists(crashDb)) {
-            EXPECT_EQ(integrity(crashDb), QStringLiteral("ok")) << "after round " << round;
+            EXPECT_EQ(integrity(crashDb), u"ok"_s) << "after round " << round;
         }
     }
     EXPECT_GE(kills, 20);
     std::printf("%d kills, a full pass takes %lld ms\n", kills, static_cast<long long>(fullPassMs));
 
     // One more pass, then the same rows as a fresh index of the same files.
-    ASSERT_EQ(
-        runPeekwell({QStringLiteral("--index")}, environmentFor(home.path(), crashData)).exitCode,
-        0);
-    const QString freshData = home.path() + QStringLiteral("/fresh-data");
-    ASSERT_EQ(
-        runPeekwell({QStringLiteral("--index")}, environmentFor(home.path(), freshData)).exitCode,
-        0);
-    const QStringList fresh = rows(freshData + QStringLiteral("/peekwell/chats.sqlite"));
+    ASSERT_EQ(runPeekwell({u"--index"_s}, environmentFor(home.path(), crashData)).exitCode, 0);
+    const QString freshData = home.path() + u"/fresh-data"_s;
+    ASSERT_EQ(runPeekwell({u"--index"_s}, environmentFor(home.path(), freshData)).exitCode, 0);
+    const QStringList fresh = rows(freshData + u"/peekwell/chats.sqlite"_s);
     const QStringList recovered = rows(crashDb);
     EXPECT_GT(fresh.size(), 1000);
     EXPECT_EQ(recovered.size(), fresh.size());

@@ -4,32 +4,34 @@
 #include <QDir>
 #include <gtest/gtest.h>
 
+using namespace Qt::Literals::StringLiterals;
+
 namespace {
 
 QProcessEnvironment homeAt(const TempHome& home)
 {
     QProcessEnvironment env;
-    env.insert(QStringLiteral("HOME"), home.path());
-    env.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
+    env.insert(u"HOME"_s, home.path());
+    env.insert(u"QT_QPA_PLATFORM"_s, u"offscreen"_s);
     return env;
 }
 
 TEST(CommandLineTest, HelpListsTheOptionsAndTheFilesAndExitsZero)
 {
     TempHome home;
-    const ProcessResult run = runPeekwell({QStringLiteral("--help")}, homeAt(home));
+    const ProcessResult run = runPeekwell({u"--help"_s}, homeAt(home));
     ASSERT_FALSE(run.crashed);
     EXPECT_EQ(run.exitCode, 0);
     EXPECT_TRUE(run.out.startsWith("Usage: peekwell")) << run.out.constData();
     EXPECT_TRUE(run.out.contains("--version"));
-    EXPECT_TRUE(run.out.contains(
-        QDir(home.path()).filePath(QStringLiteral(".config/peekwell/peekwell.conf")).toUtf8()))
+    EXPECT_TRUE(
+        run.out.contains(QDir(home.path()).filePath(u".config/peekwell/peekwell.conf"_s).toUtf8()))
         << "the help names the settings file of this home";
 }
 
 TEST(CommandLineTest, VersionPrintsOneLine)
 {
-    const ProcessResult run = runPeekwell({QStringLiteral("--version")});
+    const ProcessResult run = runPeekwell({u"--version"_s});
     EXPECT_EQ(run.exitCode, 0);
     EXPECT_TRUE(run.out.startsWith("peekwell ")) << run.out.constData();
     EXPECT_EQ(run.out.count('\n'), 1);
@@ -38,11 +40,11 @@ TEST(CommandLineTest, VersionPrintsOneLine)
 TEST(CommandLineTest, AnUnknownOptionStoresNothing)
 {
     TempHome home;
-    const ProcessResult run = runPeekwell({QStringLiteral("--no-such-operation")}, homeAt(home));
+    const ProcessResult run = runPeekwell({u"--no-such-operation"_s}, homeAt(home));
     ASSERT_FALSE(run.crashed);
     EXPECT_EQ(run.exitCode, 0);
-    EXPECT_FALSE(QDir(home.path() + QStringLiteral("/.config/peekwell")).exists() &&
-                 !QDir(home.path() + QStringLiteral("/.config/peekwell")).isEmpty());
+    EXPECT_FALSE(QDir(home.path() + u"/.config/peekwell"_s).exists() &&
+                 !QDir(home.path() + u"/.config/peekwell"_s).isEmpty());
 }
 
 } // namespace

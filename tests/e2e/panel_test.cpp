@@ -5,7 +5,6 @@
 #include "xsession.h"
 
 #include <QDeadlineTimer>
-#include <QDir>
 #include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -15,6 +14,8 @@
 #include <QThread>
 #include <gtest/gtest.h>
 #include <memory>
+
+using namespace Qt::Literals::StringLiterals;
 
 namespace {
 
@@ -53,70 +54,65 @@ protected:
         m_process = std::make_unique<QProcess>();
         QProcessEnvironment env = m_session.environment(m_home.path());
         if (!script.isEmpty())
-            env.insert(QStringLiteral("PEEKWELL_SCRIPT"), script);
+            env.insert(u"PEEKWELL_SCRIPT"_s, script);
         m_process->setProcessEnvironment(env);
         m_process->start(program, arguments);
         ASSERT_TRUE(m_process->waitForStarted(5000)) << program.toStdString();
     }
 
-    // The panel's window id, once it is mapped (empty when it does not appear).
-    QString panelWindow(int ms = 15000)
+    // The scripted program's lookup at (300, 200); its panel's window id once its lookup is
+    // reported (empty when the panel does not appear).
+    QString scriptedPanel(const QString& script = {})
     {
-        QString id;
-        waitFor(
-            [&] {
-                id = m_session
-                         .tool(QStringLiteral("xdotool"),
-                               {QStringLiteral("search"), QStringLiteral("--onlyvisible"),
-                                QStringLiteral("--name"), QStringLiteral("^Peekwell$")})
-                         .trimmed();
-                return !id.isEmpty();
-            },
-            ms);
-        return id.section(QLatin1Char('\n'), 0, 0);
+        launch(kScripted, {u"--lookup"_s, u"word"_s, u"--at"_s, u"300"_s, u"200"_s}, script);
+        const QString window = panelWindow();
+        EXPECT_TRUE(waitFor([&] { return !report(u"lookup.json"_s).isEmpty(); }));
+        return window;
     }
 
+    QString xdotool(const QStringList& arguments)
+    {
+        return m_session.tool(u"xdotool"_s, arguments);
+    }
+
+    QString panelWindowNow()
+    {
+        return xdotool({u"search"_s, u"--onlyvisible"_s, u"--name"_s, u"^Peekwell$"_s})
+            .trimmed()
+            .section(u'\n', 0, 0);
+    }
+    QString panelWindow()
+    {
+        QString id;
+        waitFor([&] { return !(id = panelWindowNow()).isEmpty(); }, 15000);
+        return id;
+    }
     bool panelGone()
     {
         return waitFor([&] { return panelWindowNow().isEmpty(); });
     }
 
-    QString panelWindowNow()
-    {
-        return m_session
-            .tool(QStringLiteral("xdotool"),
-                  {QStringLiteral("search"), QStringLiteral("--onlyvisible"),
-                   QStringLiteral("--name"), QStringLiteral("^Peekwell$")})
-            .trimmed();
-    }
-
     // Position and size on screen, as the X server has it.
     QRect geometry(const QString& window)
     {
-        const QString info =
-            m_session.tool(QStringLiteral("xwininfo"), {QStringLiteral("-id"), window});
+        const QString info = m_session.tool(u"xwininfo"_s, {u"-id"_s, window});
         auto field = [&](const QString& name) {
-            const QRegularExpression re(name + QStringLiteral(":\\s+(-?\\d+)"));
-            return re.match(info).captured(1).toInt();
+            return QRegularExpression(name + u":\\s+(-?\\d+)"_s).match(info).captured(1).toInt();
         };
-        return {field(QStringLiteral("Absolute upper-left X")),
-                field(QStringLiteral("Absolute upper-left Y")), field(QStringLiteral("Width")),
-                field(QStringLiteral("Height"))};
+        return {field(u"Absolute upper-left X"_s), field(u"Absolute upper-left Y"_s),
+                field(u"Width"_s), field(u"Height"_s)};
     }
 
     void click(int x, int y)
     {
-        m_session.tool(QStringLiteral("xdotool"),
-                       {QStringLiteral("mousemove"), QString::number(x), QString::number(y),
-                        QStringLiteral("click"), QStringLiteral("1")});
+        xdotool({u"mousemove"_s, QString::number(x), QString::number(y), u"click"_s, u"1"_s});
     }
 
     QJsonObject report(const QString& name)
     {
-        QFile file(m_home.path() + QStringLiteral("/.local/state/peekwell/logs/") + name);
-        if (!file.open(QIODevice::ReadOnly))
-            return {};
-        return QJsonDocument::fromJson(file.readAll()).object();
+        QFile file(m_home.path() + u"/.local/state/peekwell/logs/"_s + name);
+        return file.open(QIODevice::ReadOnly) ? QJsonDocument::fromJson(file.readAll()).object()
+                                              : QJsonObject();
     }
 
     TempHome m_home;
@@ -126,36 +122,32 @@ protected:
 
 TEST_F(PanelEndToEndTest, LookupMapsThePanelWhereItsReportSaysAndExitsAfterTheHold)
 {
-    launch(kPeekwell, {QStringLiteral("--lookup"), QStringLiteral("word"), QStringLiteral("--at"),
-                       QStringLiteral("100"), QStringLiteral("200"), QStringLiteral("--hold"),
-                       QStringLiteral("3")});
+    launch(kPeekwell,
+           {u"--lookup"_s, u"word"_s, u"--at"_s, u"100"_s, u"200"_s, u"--hold"_s, u"3"_s});
     const QString window = panelWindow();
     ASSERT_FALSE(window.isEmpty()) << "no panel window appeared";
     const QRect onScreen = geometry(window);
     EXPECT_EQ(onScreen, QRect(64, 216, 470, 340));
 
     // The window manager is told: no focus for the panel, every desktop, above the rest.
-    const QString hints = m_session.tool(QStringLiteral("xprop"), {QStringLiteral("-id"), window});
-    EXPECT_TRUE(hints.contains(QStringLiteral("Client accepts input or input focus: False")))
-        << hints.toStdString();
-    EXPECT_TRUE(hints.contains(QStringLiteral("_NET_WM_DESKTOP(CARDINAL) = 4294967295")))
-        << hints.toStdString();
-    EXPECT_TRUE(hints.contains(QStringLiteral("_NET_WM_STATE_ABOVE")));
+    const QString hints = m_session.tool(u"xprop"_s, {u"-id"_s, window});
+    for (const QString& hint :
+         {u"Client accepts input or input focus: False"_s,
+          u"_NET_WM_DESKTOP(CARDINAL) = 4294967295"_s, u"_NET_WM_STATE_ABOVE"_s})
+        EXPECT_TRUE(hints.contains(hint)) << hints.toStdString();
 
     ASSERT_TRUE(m_process->waitForFinished(20000)) << "the hold did not end the process";
     EXPECT_EQ(m_process->exitStatus(), QProcess::NormalExit);
     EXPECT_EQ(m_process->exitCode(), 0);
     const QJsonObject printed =
         QJsonDocument::fromJson(m_process->readAllStandardOutput()).object();
-    const QString frame = QStringLiteral("{{%1, %2}, {%3, %4}}")
-                              .arg(onScreen.x())
+    const QString frame = u"{{%1, %2}, {%3, %4}}"_s.arg(onScreen.x())
                               .arg(onScreen.y())
                               .arg(onScreen.width())
                               .arg(onScreen.height());
-    EXPECT_EQ(printed.value(QStringLiteral("panelFrame")).toString(), frame);
-    EXPECT_EQ(report(QStringLiteral("lookup.json")).value(QStringLiteral("panelFrame")).toString(),
-              frame);
-    EXPECT_EQ(printed.value(QStringLiteral("term")).toString(), QStringLiteral("word"));
+    EXPECT_EQ(printed.value(u"panelFrame"_s).toString(), frame);
+    EXPECT_EQ(report(u"lookup.json"_s).value(u"panelFrame"_s).toString(), frame);
+    EXPECT_EQ(printed.value(u"term"_s).toString(), u"word"_s);
 }
 
 TEST_F(PanelEndToEndTest, PanelLeavesTheFocusWithTheApplicationUnderIt)
@@ -163,32 +155,21 @@ TEST_F(PanelEndToEndTest, PanelLeavesTheFocusWithTheApplicationUnderIt)
     // Another application's window, focused, as when the user force-clicks in it.
     QProcess other;
     other.setProcessEnvironment(m_session.environment(m_home.path()));
-    other.start(QStringLiteral("xmessage"),
-                {QStringLiteral("-name"), QStringLiteral("otherapp"), QStringLiteral("-geometry"),
-                 QStringLiteral("300x100+700+500"), QStringLiteral("some text to look up")});
+    other.start(u"xmessage"_s, {u"-name"_s, u"otherapp"_s, u"-geometry"_s, u"300x100+700+500"_s,
+                                u"some text to look up"_s});
     ASSERT_TRUE(other.waitForStarted(5000)) << "xmessage (Debian package x11-utils) is missing";
     QString otherWindow;
     ASSERT_TRUE(waitFor([&] {
-        otherWindow = m_session
-                          .tool(QStringLiteral("xdotool"),
-                                {QStringLiteral("search"), QStringLiteral("--onlyvisible"),
-                                 QStringLiteral("--classname"), QStringLiteral("otherapp")})
+        otherWindow = xdotool({u"search"_s, u"--onlyvisible"_s, u"--classname"_s, u"otherapp"_s})
                           .trimmed()
-                          .section(QLatin1Char('\n'), 0, 0);
+                          .section(u'\n', 0, 0);
         return !otherWindow.isEmpty();
     }));
-    m_session.tool(QStringLiteral("xdotool"),
-                   {QStringLiteral("windowfocus"), QStringLiteral("--sync"), otherWindow});
-    auto focused = [&] {
-        return m_session.tool(QStringLiteral("xdotool"), {QStringLiteral("getwindowfocus")})
-            .trimmed();
-    };
+    xdotool({u"windowfocus"_s, u"--sync"_s, otherWindow});
+    auto focused = [&] { return xdotool({u"getwindowfocus"_s}).trimmed(); };
     ASSERT_EQ(focused(), otherWindow);
 
-    launch(kScripted, {QStringLiteral("--lookup"), QStringLiteral("word"), QStringLiteral("--at"),
-                       QStringLiteral("300"), QStringLiteral("200")});
-    ASSERT_FALSE(panelWindow().isEmpty());
-    ASSERT_TRUE(waitFor([&] { return !report(QStringLiteral("lookup.json")).isEmpty(); }));
+    ASSERT_FALSE(scriptedPanel().isEmpty());
     EXPECT_EQ(focused(), otherWindow) << "the panel took the keyboard focus";
     other.kill();
     other.waitForFinished(5000);
@@ -196,20 +177,15 @@ TEST_F(PanelEndToEndTest, PanelLeavesTheFocusWithTheApplicationUnderIt)
 
 TEST_F(PanelEndToEndTest, EscapeClosesThePanelAndTheProcessStays)
 {
-    launch(kScripted, {QStringLiteral("--lookup"), QStringLiteral("word"), QStringLiteral("--at"),
-                       QStringLiteral("300"), QStringLiteral("200")});
-    ASSERT_FALSE(panelWindow().isEmpty());
-    ASSERT_TRUE(waitFor([&] { return !report(QStringLiteral("lookup.json")).isEmpty(); }));
-    m_session.tool(QStringLiteral("xdotool"), {QStringLiteral("key"), QStringLiteral("Escape")});
+    ASSERT_FALSE(scriptedPanel().isEmpty());
+    xdotool({u"key"_s, u"Escape"_s});
     EXPECT_TRUE(panelGone()) << "Escape did not close the panel";
     EXPECT_EQ(m_process->state(), QProcess::Running);
 }
 
 TEST_F(PanelEndToEndTest, ClickInsideKeepsThePanelClickOutsideClosesIt)
 {
-    launch(kScripted, {QStringLiteral("--lookup"), QStringLiteral("word"), QStringLiteral("--at"),
-                       QStringLiteral("300"), QStringLiteral("200")});
-    const QString window = panelWindow();
+    const QString window = scriptedPanel();
     ASSERT_FALSE(window.isEmpty());
     const QRect frame = geometry(window);
     // In the header, away from rows and tabs.
@@ -223,21 +199,14 @@ TEST_F(PanelEndToEndTest, ClickInsideKeepsThePanelClickOutsideClosesIt)
 
 TEST_F(PanelEndToEndTest, ClickingARowWithACopyLinkCopiesTheCommandAndCloses)
 {
-    launch(kScripted,
-           {QStringLiteral("--lookup"), QStringLiteral("word"), QStringLiteral("--at"),
-            QStringLiteral("300"), QStringLiteral("200")},
-           QStringLiteral("copy"));
-    const QString window = panelWindow();
+    const QString window = scriptedPanel(u"copy"_s);
     ASSERT_FALSE(window.isEmpty());
-    ASSERT_TRUE(waitFor([&] { return !report(QStringLiteral("lookup.json")).isEmpty(); }));
     const QRect frame = geometry(window);
     // The first row's title, right under the header.
     click(frame.x() + 40, frame.y() + 75);
     EXPECT_TRUE(panelGone()) << "opening a row did not close the panel";
-    const QString copied =
-        m_session.tool(QStringLiteral("xclip"), {QStringLiteral("-o"), QStringLiteral("-selection"),
-                                                 QStringLiteral("clipboard")});
-    EXPECT_EQ(copied, QStringLiteral("cd '/home/me/peekwell' && claude --resume 1f2e"));
+    EXPECT_EQ(m_session.tool(u"xclip"_s, {u"-o"_s, u"-selection"_s, u"clipboard"_s}),
+              u"cd '/home/me/peekwell' && claude --resume 1f2e"_s);
 }
 
 } // namespace

@@ -1,22 +1,17 @@
 // The peekwell executable with scripted sources instead of the real ones, so that end-to-end
 // tests can drive the panel and the snapshot with known results. PEEKWELL_SCRIPT picks the
 // script: "tabs" (the default: four tabs in every final state) or "copy" (one tab whose
-// rows carry copy links) or "slow" (the four tabs, but Answer and Recall keep working).
-// PEEKWELL_GRAB=PATH saves a picture of the panel on screen.
+// rows carry copy links).
 #include "copylink.h"
 #include "diagnostics.h"
 #include "lookupoperations.h"
 #include "pref.h"
 #include "scriptedbackend.h"
 
-#include "lookuppanel.h"
-#include "lookuppanelcontroller.h"
-
 #include <QApplication>
-#include <QScreen>
-#include <QTimer>
 #include <QUrl>
 
+using namespace Qt::Literals::StringLiterals;
 using namespace std::chrono_literals;
 
 namespace {
@@ -44,53 +39,33 @@ BackendList scripted(const QString& term)
 {
     const QByteArray script = qgetenv("PEEKWELL_SCRIPT");
     const LookupItems chats = {
-        item(QStringLiteral("/s/1.jsonl"), QStringLiteral("Rename the parser module"),
-             QStringLiteral("claude · peekwell · 2 hr. ago · you"),
-             QStringLiteral("Can we call it ") + term +
-                 QStringLiteral(" instead? The old name hides what it does."),
-             copyLink(QStringLiteral("cd '/home/me/peekwell' && claude --resume 1f2e")).toString()),
-        item(QStringLiteral("/s/2.jsonl"),
-             QStringLiteral("Index pass is slow on large transcripts"),
-             QStringLiteral("codex · peekwell · 1 day ago · agent"),
-             QStringLiteral("The ") + term +
-                 QStringLiteral(" step reads every file again; keep the byte offset instead."),
-             copyLink(QStringLiteral("cd '/home/me/it'\\''s' && codex resume 77aa")).toString()),
-        item(QStringLiteral("/s/3.jsonl"), QStringLiteral("Tidy up"),
-             QStringLiteral("pi · notes · 3 wk. ago · you"), QStringLiteral("Short note."),
-             copyLink(QStringLiteral("pi --session 3")).toString()),
+        item(u"/s/1.jsonl"_s, u"Rename the parser module"_s,
+             u"claude · peekwell · 2 hr. ago · you"_s,
+             u"Can we call it "_s + term + u" instead? The old name hides what it does."_s,
+             copyLink(u"cd '/home/me/peekwell' && claude --resume 1f2e"_s).toString()),
+        item(u"/s/2.jsonl"_s, u"Index pass is slow on large transcripts"_s,
+             u"codex · peekwell · 1 day ago · agent"_s,
+             u"The "_s + term + u" step reads every file again; keep the byte offset instead."_s,
+             copyLink(u"cd '/home/me/it'\\''s' && codex resume 77aa"_s).toString()),
+        item(u"/s/3.jsonl"_s, u"Tidy up"_s, u"pi · notes · 3 wk. ago · you"_s, u"Short note."_s,
+             copyLink(u"pi --session 3"_s).toString()),
     };
     if (script == "copy")
-        return {source(QStringLiteral("chats"), QStringLiteral("Chats"),
-                       QStringLiteral("bubble.left.and.text.bubble.right"),
+        return {source(u"chats"_s, u"Chats"_s, u"bubble.left.and.text.bubble.right"_s,
                        {ScriptedBackend::yield(chats)})};
-    if (script == "slow")
-        return {
-            source(QStringLiteral("apple"), QStringLiteral("Answer"), QStringLiteral("sparkles"),
-                   {ScriptedBackend::hang()}),
-            source(QStringLiteral("recall"), QStringLiteral("Recall"),
-                   QStringLiteral("brain.head.profile"),
-                   {ScriptedBackend::yield({}), ScriptedBackend::hang()}),
-            source(QStringLiteral("chats"), QStringLiteral("Chats"),
-                   QStringLiteral("bubble.left.and.text.bubble.right"),
-                   {ScriptedBackend::yield(chats.mid(0, 2)), ScriptedBackend::hang()}),
-            source(QStringLiteral("wikipedia"), QStringLiteral("Wikipedia"),
-                   QStringLiteral("globe"), {ScriptedBackend::yield({})}),
-        };
     return {
-        source(QStringLiteral("apple"), QStringLiteral("Answer"), QStringLiteral("sparkles"),
+        source(u"apple"_s, u"Answer"_s, u"sparkles"_s,
                {ScriptedBackend::wait(50ms),
                 ScriptedBackend::yield(
-                    {item(QStringLiteral("gloss"), term, QStringLiteral("noun"),
+                    {item(u"gloss"_s, term, u"noun"_s,
                           QStringLiteral("A single distinct meaningful element of speech or "
                                          "writing. Synonyms: term, expression, name."),
                           QString())})}),
-        source(QStringLiteral("recall"), QStringLiteral("Recall"),
-               QStringLiteral("brain.head.profile"),
+        source(u"recall"_s, u"Recall"_s, u"brain.head.profile"_s,
                {ScriptedBackend::wait(30ms), ScriptedBackend::yield({})}),
-        source(QStringLiteral("chats"), QStringLiteral("Chats"),
-               QStringLiteral("bubble.left.and.text.bubble.right"),
+        source(u"chats"_s, u"Chats"_s, u"bubble.left.and.text.bubble.right"_s,
                {ScriptedBackend::yield(chats)}),
-        source(QStringLiteral("wikipedia"), QStringLiteral("Wikipedia"), QStringLiteral("globe"),
+        source(u"wikipedia"_s, u"Wikipedia"_s, u"globe"_s,
                {ScriptedBackend::wait(20ms),
                 ScriptedBackend::fail(QStringLiteral(
                     "Wikipedia couldn’t be reached. Check the network connection."))}),
@@ -107,25 +82,15 @@ int main(int argc, char** argv)
     QApplication app(argc, argv);
     Pref::registerDefaults();
     LookupOperations::setBackendSource([arguments](Preferences&) {
-        const qsizetype at = arguments.indexOf(QStringLiteral("--lookup"));
-        const qsizetype snap = arguments.indexOf(QStringLiteral("--snapshot"));
-        QString term = QStringLiteral("word");
+        const qsizetype at = arguments.indexOf(u"--lookup"_s);
+        const qsizetype snap = arguments.indexOf(u"--snapshot"_s);
+        QString term = u"word"_s;
         if (at >= 0 && at + 1 < arguments.size())
             term = arguments[at + 1];
         else if (snap >= 0 && snap + 2 < arguments.size())
             term = arguments[snap + 2];
         return scripted(term);
     });
-    // PEEKWELL_GRAB=PATH: a picture of the screen around the panel, a second after the start.
-    if (const QString grab = qEnvironmentVariable("PEEKWELL_GRAB"); !grab.isEmpty()) {
-        QTimer::singleShot(1000, &app, [grab] {
-            if (LookupPanel* panel = LookupPanelController::shared().panel())
-                QGuiApplication::primaryScreen()
-                    ->grabWindow(0, panel->x() - 20, panel->y() - 20, panel->width() + 40,
-                                 panel->height() + 40)
-                    .save(grab);
-        });
-    }
     if (Diagnostics::runCommandLine(arguments))
         return app.exec();
     return 2;

@@ -10,6 +10,8 @@
 #include <QProcess>
 #include <gtest/gtest.h>
 
+using namespace Qt::Literals::StringLiterals;
+
 namespace {
 
 const QString kPeekwell = QStringLiteral(PEEKWELL_EXECUTABLE);
@@ -26,12 +28,12 @@ Outcome run(const QString& program, const QStringList& arguments, const TempHome
             bool offscreen = false)
 {
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    env.remove(QStringLiteral("DISPLAY"));
-    env.remove(QStringLiteral("WAYLAND_DISPLAY"));
-    env.remove(QStringLiteral("QT_QPA_PLATFORM"));
+    env.remove(u"DISPLAY"_s);
+    env.remove(u"WAYLAND_DISPLAY"_s);
+    env.remove(u"QT_QPA_PLATFORM"_s);
     if (offscreen)
-        env.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
-    env.insert(QStringLiteral("HOME"), home.path());
+        env.insert(u"QT_QPA_PLATFORM"_s, u"offscreen"_s);
+    env.insert(u"HOME"_s, home.path());
     for (const char* name : {"XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_STATE_HOME"})
         env.remove(QString::fromLatin1(name));
     QProcess process;
@@ -51,7 +53,7 @@ Outcome run(const QString& program, const QStringList& arguments, const TempHome
 
 QJsonObject logReport(const TempHome& home, const QString& name)
 {
-    QFile file(home.path() + QStringLiteral("/.local/state/peekwell/logs/") + name);
+    QFile file(home.path() + u"/.local/state/peekwell/logs/"_s + name);
     return file.open(QIODevice::ReadOnly) ? QJsonDocument::fromJson(file.readAll()).object()
                                           : QJsonObject();
 }
@@ -59,46 +61,36 @@ QJsonObject logReport(const TempHome& home, const QString& name)
 TEST(SnapshotEndToEndTest, EveryTabBecomesA940By680PngAndTheReportComesLast)
 {
     TempHome home;
-    const QString shot = home.path() + QStringLiteral("/shot.png");
-    const Outcome result = run(kScripted,
-                               {QStringLiteral("--snapshot"), shot, QStringLiteral("word"),
-                                QStringLiteral("--context"), QStringLiteral("One word at a time.")},
-                               home, true);
+    const QString shot = home.path() + u"/shot.png"_s;
+    const Outcome result =
+        run(kScripted, {u"--snapshot"_s, shot, u"word"_s, u"--context"_s, u"One word at a time."_s},
+            home, true);
     ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
-    for (const QString& id : {QStringLiteral("apple"), QStringLiteral("recall"),
-                              QStringLiteral("chats"), QStringLiteral("wikipedia")}) {
-        const QImage image(home.path() + QStringLiteral("/shot-") + id + QStringLiteral(".png"));
+    for (const QString& id : {u"apple"_s, u"recall"_s, u"chats"_s, u"wikipedia"_s}) {
+        const QImage image(home.path() + u"/shot-"_s + id + u".png"_s);
         ASSERT_FALSE(image.isNull()) << id.toStdString();
         EXPECT_EQ(image.size(), QSize(940, 680)) << id.toStdString();
     }
     EXPECT_FALSE(QFile::exists(shot));
 
-    const QJsonObject report = logReport(home, QStringLiteral("snapshot.json"));
+    const QJsonObject report = logReport(home, u"snapshot.json"_s);
     EXPECT_EQ(report, QJsonDocument::fromJson(result.out).object());
-    EXPECT_EQ(report.value(QStringLiteral("selected")).toString(), QStringLiteral("wikipedia"));
-    EXPECT_EQ(report.value(QStringLiteral("context")).toString(),
-              QStringLiteral("One word at a time."));
-    const QJsonArray tabs = report.value(QStringLiteral("tabs")).toArray();
+    EXPECT_EQ(report.value(u"selected"_s).toString(), u"wikipedia"_s);
+    EXPECT_EQ(report.value(u"context"_s).toString(), u"One word at a time."_s);
+    const QJsonArray tabs = report.value(u"tabs"_s).toArray();
     ASSERT_EQ(tabs.size(), 4);
-    EXPECT_EQ(tabs[1].toObject().value(QStringLiteral("phase")).toString(),
-              QStringLiteral("empty"));
-    EXPECT_TRUE(tabs[3]
-                    .toObject()
-                    .value(QStringLiteral("phase"))
-                    .toString()
-                    .startsWith(QStringLiteral("failed: ")));
+    EXPECT_EQ(tabs[1].toObject().value(u"phase"_s).toString(), u"empty"_s);
+    EXPECT_TRUE(tabs[3].toObject().value(u"phase"_s).toString().startsWith(u"failed: "_s));
 }
 
 TEST(SnapshotEndToEndTest, PathWithoutPngIsOneFileThatEachTabOverwrites)
 {
     TempHome home;
-    const QString shot = home.path() + QStringLiteral("/shot");
-    const Outcome result =
-        run(kScripted, {QStringLiteral("--snapshot"), shot, QStringLiteral("word")}, home, true);
+    const QString shot = home.path() + u"/shot"_s;
+    const Outcome result = run(kScripted, {u"--snapshot"_s, shot, u"word"_s}, home, true);
     ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
     EXPECT_EQ(QImage(shot).size(), QSize(940, 680));
-    EXPECT_EQ(QDir(home.path()).entryList({QStringLiteral("shot*")}, QDir::Files),
-              QStringList{QStringLiteral("shot")});
+    EXPECT_EQ(QDir(home.path()).entryList({u"shot*"_s}, QDir::Files), QStringList{u"shot"_s});
 }
 
 TEST(SnapshotEndToEndTest, RealProgramRendersOneImagePerTabWithoutADisplay)
@@ -106,33 +98,28 @@ TEST(SnapshotEndToEndTest, RealProgramRendersOneImagePerTabWithoutADisplay)
     TempHome home;
     // The default sources, with the servers they ask pointed at a closed port on this machine:
     // nothing here may reach beyond it.
-    home.write(QStringLiteral(".config/peekwell/peekwell.conf"),
+    home.write(u".config/peekwell/peekwell.conf"_s,
                "[General]\nbackend.wikipedia.url=http://127.0.0.1:9\n"
                "localModel.baseURL=http://127.0.0.1:9/v1\n");
-    const QString shot = home.path() + QStringLiteral("/shot.png");
-    const Outcome result =
-        run(kPeekwell, {QStringLiteral("--snapshot"), shot, QStringLiteral("word")}, home);
+    const QString shot = home.path() + u"/shot.png"_s;
+    const Outcome result = run(kPeekwell, {u"--snapshot"_s, shot, u"word"_s}, home);
     ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
-    const QJsonObject report = logReport(home, QStringLiteral("snapshot.json"));
-    ASSERT_TRUE(report.contains(QStringLiteral("tabs"))) << result.out.toStdString();
-    const QJsonArray tabs = report.value(QStringLiteral("tabs")).toArray();
+    const QJsonObject report = logReport(home, u"snapshot.json"_s);
+    ASSERT_TRUE(report.contains(u"tabs"_s)) << result.out.toStdString();
+    const QJsonArray tabs = report.value(u"tabs"_s).toArray();
     ASSERT_EQ(tabs.size(), 4) << "Answer, Recall, Chats and Wikipedia";
     for (const QJsonValue& tab : tabs) {
-        const QString id = tab.toObject().value(QStringLiteral("id")).toString();
-        EXPECT_EQ(
-            QImage(home.path() + QStringLiteral("/shot-") + id + QStringLiteral(".png")).size(),
-            QSize(940, 680))
+        const QString id = tab.toObject().value(u"id"_s).toString();
+        EXPECT_EQ(QImage(home.path() + u"/shot-"_s + id + u".png"_s).size(), QSize(940, 680))
             << id.toStdString();
     }
-    EXPECT_EQ(QDir(home.path()).entryList({QStringLiteral("shot-*.png")}, QDir::Files).size(),
-              tabs.size());
+    EXPECT_EQ(QDir(home.path()).entryList({u"shot-*.png"_s}, QDir::Files).size(), tabs.size());
 }
 
 TEST(SnapshotEndToEndTest, LookupWithoutADisplaySaysSoInOneLineAndFails)
 {
     TempHome home;
-    const Outcome result =
-        run(kPeekwell, {QStringLiteral("--lookup"), QStringLiteral("word")}, home);
+    const Outcome result = run(kPeekwell, {u"--lookup"_s, u"word"_s}, home);
     EXPECT_NE(result.exitCode, 0);
     EXPECT_NE(result.exitCode, -1) << "the program crashed or hung";
     const QList<QByteArray> lines = result.err.trimmed().split('\n');
