@@ -1,4 +1,5 @@
 #include "backenderror.h"
+#include "eventwait.h"
 #include "http.h"
 #include "httptestserver.h"
 #include "jsonbody.h"
@@ -104,18 +105,6 @@ private:
     QMap<QString, Reply> m_reads;
     std::optional<Reply> m_search;
 };
-
-QString failureOf(const LookupStream& stream)
-{
-    try {
-        stream.waitForAll();
-    } catch (const BackendError& error) {
-        return error.localizedDescription();
-    } catch (const std::exception& error) {
-        return QString::fromUtf8(error.what());
-    }
-    return {};
-}
 
 class ShelfwiseBackendTest : public ::testing::Test {
 protected:

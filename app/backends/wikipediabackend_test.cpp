@@ -1,4 +1,5 @@
 #include "backenderror.h"
+#include "eventwait.h"
 #include "http.h"
 #include "httptestserver.h"
 #include "jsonbody.h"
@@ -29,19 +30,6 @@ QJsonObject summary(const QString& title)
                                    QStringLiteral("https://en.wikipedia.org/wiki/") +
                                        WikipediaBackend::slug(title)}}}}},
     };
-}
-
-// The text of the error the lookup ended with; empty when it ended normally.
-QString failureOf(const LookupStream& stream)
-{
-    try {
-        stream.waitForAll();
-    } catch (const BackendError& error) {
-        return error.localizedDescription();
-    } catch (const std::exception& error) {
-        return QString::fromUtf8(error.what());
-    }
-    return {};
 }
 
 class WikipediaBackendTest : public ::testing::Test {

@@ -1,3 +1,4 @@
+#include "eventwait.h"
 #include "lookupmodel.h"
 #include "scriptedbackend.h"
 
@@ -28,18 +29,6 @@ const LookupModel::Tab& tab(const LookupModel& model, const QString& id)
         if (t.id == id)
             return t;
     throw std::runtime_error("no tab");
-}
-
-// Runs the event loop until the condition holds (or 10 s pass).
-template <typename F> bool spinUntil(F condition)
-{
-    QElapsedTimer clock;
-    clock.start();
-    while (!condition() && clock.elapsed() < 10'000) {
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
-        QThread::msleep(2);
-    }
-    return condition();
 }
 
 TEST(LookupModelTest, NoSourcesIsFinishedAtOnceWithAnEmptyReport)

@@ -1,3 +1,4 @@
+#include "eventwait.h"
 #include "lookuppanel.h"
 #include "lookuppanelcontroller.h"
 #include "scriptedbackend.h"
@@ -17,18 +18,6 @@ using S = ScriptedBackend;
 using Screen = LookupPanelController::ScreenArea;
 
 namespace {
-
-template <typename F> bool spinUntil(F condition)
-{
-    QElapsedTimer clock;
-    clock.start();
-    while (!condition() && clock.elapsed() < 10'000) {
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
-        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-        QThread::msleep(2);
-    }
-    return condition();
-}
 
 // A 1440 × 900 screen whose top 25 points are taken by a panel bar.
 const Screen kLaptop{QRectF(0, 0, 1440, 900), QRectF(0, 25, 1440, 875)};

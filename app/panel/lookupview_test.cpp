@@ -1,4 +1,5 @@
 #include "bodytext.h"
+#include "eventwait.h"
 #include "itemrow.h"
 #include "lookupview.h"
 #include "scriptedbackend.h"
@@ -20,17 +21,6 @@ using Badge = TabButton::Badge;
 using Content = LookupView::Content;
 
 namespace {
-
-template <typename F> bool spinUntil(F condition)
-{
-    QElapsedTimer clock;
-    clock.start();
-    while (!condition() && clock.elapsed() < 10'000) {
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
-        QThread::msleep(2);
-    }
-    return condition();
-}
 
 LookupQuery query(std::optional<QString> context = std::nullopt,
                   std::optional<QString> appName = u"Notes"_s)
