@@ -1,0 +1,37 @@
+#pragma once
+
+#include "capturedtext.h"
+#include "pointertarget.h"
+
+#include <QString>
+#include <optional>
+
+// A running program as the desktop lists it.
+struct RunningApplication {
+    qint64 pid = 0;
+    // The name a person knows it by ("Mousepad", "Chromium").
+    QString name;
+    // The program's executable, resolved (/proc/PID/exe); empty when unknown.
+    QString executable;
+};
+
+// Reads the word under a point, and its sentence, from whatever application shows it, through
+// the accessibility bus. Main thread only; every request to another program is bounded by
+// 0.25 s, so a capture that meets a hanging program still returns within about a second.
+namespace TextCapture {
+
+// The word at the target and its sentence, with the application's name and the strategy that
+// found it; nothing when no strategy finds text there (or the target is one of our windows).
+std::optional<CapturedText> capture(const PointerTarget& target);
+
+// Switches on the page accessibility of a Chromium browser or an Electron application, once
+// per process; every other program is remembered and not examined again.
+void enableWebAccessibility(const RunningApplication& application);
+
+// The accessibility bus answers and says accessibility is on.
+bool trusted();
+// Turns accessibility on for this session (the bus's status and the desktop's toolkit
+// setting), so programs started from now on expose their text. False when it cannot.
+bool requestAccess();
+
+} // namespace TextCapture
