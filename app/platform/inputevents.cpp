@@ -1,5 +1,7 @@
 #include "inputevents.h"
 
+#include "session.h"
+
 namespace {
 
 std::unique_ptr<InputEvents>& slot()
@@ -16,9 +18,18 @@ bool& made()
 
 } // namespace
 
-// The source for this session, or null. Placeholder until the X11 adapter lands.
+// The source for this session, or null where nobody may watch the pointer.
 static std::unique_ptr<InputEvents> makeSessionInputEvents()
 {
+    switch (Session::current()) {
+    case Session::Kind::X11:
+        return nullptr; // the XInput 2 adapter's place
+    case Session::Kind::GnomeWayland:
+        return nullptr; // the GNOME Shell extension service's place
+    case Session::Kind::OtherWayland:
+    case Session::Kind::None:
+        break;
+    }
     return nullptr;
 }
 
