@@ -6,6 +6,7 @@
 
 #include <QDeadlineTimer>
 #include <QFile>
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
@@ -181,6 +182,19 @@ TEST_F(PanelEndToEndTest, EscapeClosesThePanelAndTheProcessStays)
     xdotool({u"key"_s, u"Escape"_s});
     EXPECT_TRUE(panelGone()) << "Escape did not close the panel";
     EXPECT_EQ(m_process->state(), QProcess::Running);
+}
+
+TEST_F(PanelEndToEndTest, ClosingThePanelEndsItsLookupAndTheReportAtOnce)
+{
+    // The source would keep the lookup waiting for its 30 s time-out.
+    launch(kScripted, {u"--lookup"_s, u"word"_s, u"--at"_s, u"300"_s, u"200"_s}, u"hang"_s);
+    ASSERT_FALSE(panelWindow().isEmpty());
+    xdotool({u"key"_s, u"Escape"_s});
+    ASSERT_TRUE(panelGone());
+    ASSERT_TRUE(waitFor([&] { return !report(u"lookup.json"_s).isEmpty(); }, 10000))
+        << "the report waited for the closed lookup's sources";
+    const QJsonObject tab = report(u"lookup.json"_s).value(u"tabs"_s).toArray().at(0).toObject();
+    EXPECT_EQ(tab.value(u"phase"_s).toString(), u"empty"_s);
 }
 
 TEST_F(PanelEndToEndTest, ClickInsideKeepsThePanelClickOutsideClosesIt)
