@@ -4,6 +4,7 @@
 #include "inputevents.h"
 #include "lookuppanel.h"
 
+#include <QApplication>
 #include <QClipboard>
 #include <QDesktopServices>
 #include <QGuiApplication>
@@ -114,7 +115,9 @@ void LookupPanelController::removeMonitors()
 
 void LookupPanelController::onButtonPressed(const QPointF& position)
 {
-    if (m_panel && !QRectF(m_panel->frameGeometry()).contains(position))
+    // A press in one of our own menus (the text's Copy menu) belongs to the panel.
+    if (m_panel && !QRectF(m_panel->frameGeometry()).contains(position) &&
+        !QApplication::activePopupWidget())
         close();
 }
 

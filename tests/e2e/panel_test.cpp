@@ -213,6 +213,23 @@ TEST_F(PanelEndToEndTest, ClickInsideKeepsThePanelClickOutsideClosesIt)
     EXPECT_TRUE(panelGone()) << "a click outside did not close the panel";
 }
 
+TEST_F(PanelEndToEndTest, TheBodysMenuCopiesItsTextAndKeepsThePanel)
+{
+    const QString window = scriptedPanel();
+    ASSERT_FALSE(window.isEmpty());
+    const QRect frame = geometry(window);
+    // The Answer tab's body, under its title; the menu opens at the pointer, Copy first.
+    const int x = frame.x() + 60, y = frame.y() + 100;
+    xdotool({u"mousemove"_s, QString::number(x), QString::number(y), u"click"_s, u"3"_s});
+    QThread::msleep(500);
+    click(x + 30, y + 12);
+    EXPECT_TRUE(waitFor([&] {
+        return m_session.tool(u"xclip"_s, {u"-o"_s, u"-selection"_s, u"clipboard"_s})
+            .startsWith(u"A single distinct meaningful element"_s);
+    })) << "Copy did not put the body on the clipboard";
+    EXPECT_FALSE(panelWindowNow().isEmpty()) << "a press in the panel's own menu closed it";
+}
+
 TEST_F(PanelEndToEndTest, ClickingARowWithACopyLinkCopiesTheCommandAndCloses)
 {
     const QString window = scriptedPanel(u"copy"_s);
