@@ -11,16 +11,28 @@ using namespace Qt::Literals::StringLiterals;
 
 namespace {
 
-constexpr int Down = InputEvent::LeftMouseDown;
-constexpr int Up = InputEvent::LeftMouseUp;
-constexpr int QuickLook = InputEvent::QuickLook;
-constexpr int Pressure = InputEvent::Pressure;
-
+// A script of events as the stream gives them: "d" left down, "u" left up, "q" quick look, "1"
+// and "2" pressure stages; "!" after one: its verdict is to swallow.
 struct Fed {
     int type;
     int stage;
-    bool swallowed; // the verdict expected
+    bool swallowed;
 };
+
+std::vector<Fed> parse(const QString& script)
+{
+    std::vector<Fed> fed;
+    for (const QString& word : script.split(u' ')) {
+        const QChar c = word.front();
+        const int type = c == u'd'   ? InputEvent::LeftMouseDown
+                         : c == u'u' ? InputEvent::LeftMouseUp
+                         : c == u'q' ? InputEvent::QuickLook
+                                     : InputEvent::Pressure;
+        fed.push_back(
+            {type, type == InputEvent::Pressure ? c.digitValue() : 0, word.endsWith(u'!')});
+    }
+    return fed;
+}
 
 class ForceClickTest : public ::testing::Test {
 protected:
@@ -62,78 +74,24 @@ protected:
 
 TEST_F(ForceClickTest, OnePressAtMostOneCaptureAndTheVerdictsFollowIt)
 {
+    const QString word = u"serendipity via range in Mousepad"_s;
     const struct {
         const char* why;
-        bool enabled;
-        bool replaceLookUp;
-        bool text;
-        std::vector<Fed> fed;
-        int captures;
-        int forceClicks;
-        int pressureEvents;
+        bool enabled, replaceLookUp, text;
+        QString script;
+        int captures, forceClicks, pressureEvents;
         QString lastCapture;
     } cases[] = {
-        {"a word, replacing the platform's look-up: the rest of the press is swallowed",
-         true,
-         true,
-         true,
-         {{Down, 0, false},
-          {Pressure, 1, false},
-          {Pressure, 2, true},
-          {Pressure, 2, true},
-          {QuickLook, 0, true},
-          {Pressure, 1, true},
-          {Up, 0, false},
-          {Down, 0, false},
-          {Pressure, 1, false},
-          {Up, 0, false}},
-         1,
-         1,
-         5,
-         u"serendipity via range in Mousepad"_s},
-        {"not replacing: nothing swallowed, the lookup still comes",
-         true,
-         false,
-         true,
-         {{Down, 0, false}, {Pressure, 1, false}, {Pressure, 2, false}, {QuickLook, 0, false}},
-         1,
-         1,
-         2,
-         u"serendipity via range in Mousepad"_s},
-        {"no text: nothing swallowed, still a force click",
-         true,
-         true,
-         false,
-         {{Down, 0, false}, {Pressure, 2, false}, {QuickLook, 0, false}, {Up, 0, false}},
-         1,
-         1,
-         1,
-         u"no text at pointer"_s},
-        {"switched off: counted, never captured or swallowed",
-         false,
-         true,
-         true,
-         {{Down, 0, false}, {Pressure, 1, false}, {Pressure, 2, false}, {Pressure, 2, false}},
-         0,
-         1,
-         3,
-         QString()},
-        {"pressed deep, eased, pressed deep again: one capture per press",
-         true,
-         true,
-         true,
-         {{Down, 0, false},
-          {Pressure, 2, true},
-          {Pressure, 1, true},
-          {Pressure, 2, true},
-          {Up, 0, false},
-          {Down, 0, false},
-          {Pressure, 2, true},
-          {Up, 0, false}},
-         2,
-         2,
-         4,
-         u"serendipity via range in Mousepad"_s},
+        {"a word, replacing the platform's look-up: the rest of the press is swallowed", true, true,
+         true, u"d 1 2! 2! q! 1! u d 1 u"_s, 1, 1, 5, word},
+        {"not replacing: nothing swallowed, the lookup still comes", true, false, true,
+         u"d 1 2 q"_s, 1, 1, 2, word},
+        {"no text: nothing swallowed, still a force click", true, true, false, u"d 2 q u"_s, 1, 1,
+         1, u"no text at pointer"_s},
+        {"switched off: counted, never captured or swallowed", false, true, true, u"d 1 2 2"_s, 0,
+         1, 3, QString()},
+        {"pressed deep, eased, pressed deep again: one capture per press", true, true, true,
+         u"d 2! 1! 2! u d 2! u"_s, 2, 2, 4, word},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.why);
@@ -144,7 +102,7 @@ TEST_F(ForceClickTest, OnePressAtMostOneCaptureAndTheVerdictsFollowIt)
         text = c.text;
         captures = 0;
         lookups.clear();
-        for (const Fed& fed : c.fed)
+        for (const Fed& fed : parse(c.script))
             EXPECT_EQ(stream->feed(fed.type, fed.stage, QPointF(300, 200)), fed.swallowed)
                 << "type " << fed.type << " stage " << fed.stage;
         EXPECT_TRUE(lookups.isEmpty()) << "the lookup ran before the verdict went back";
@@ -177,8 +135,8 @@ TEST_F(ForceClickTest, InstallsOnceAndAgainAfterTheStreamDrops)
     EXPECT_FALSE(ForceClick::isInstalled());
     EXPECT_TRUE(ForceClick::install());
     EXPECT_EQ(stream->installCalls(), 3);
-    stream->feed(Down);
-    stream->feed(Pressure, 2);
+    stream->feed(InputEvent::LeftMouseDown);
+    stream->feed(InputEvent::Pressure, 2);
     QCoreApplication::processEvents();
     EXPECT_EQ(lookups.size(), 1) << "the stream installed again does not reach the handler";
 }

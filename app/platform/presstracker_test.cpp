@@ -62,7 +62,6 @@ TEST(PressTrackerTest, OnlyAPressHeldStillTurnsDeep)
          {Press{o}, Release{}, Hold{}},
          nowhere,
          {{Down, 0, o}, {Pressure, 1, o}, {Pressure, 0, o}, {Up, 0, o}}},
-        {"a release without a press", {Release{}, Hold{}}, nowhere, {}},
         {"the probe finds it moved away",
          {Press{o}, Hold{}},
          QPointF(110, 100),
