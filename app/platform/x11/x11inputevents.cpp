@@ -9,7 +9,7 @@
 #include <X11/extensions/XInput2.h>
 #include <X11/keysym.h>
 
-Q_LOGGING_CATEGORY(lcX11Input, "peekwell.platform.x11")
+Q_LOGGING_CATEGORY(lcX11Input, "peekwell.platform.x11", QtWarningMsg)
 
 namespace {
 
@@ -265,17 +265,15 @@ void X11InputEvents::handleRawEvent(int type, int device, int detail)
         if (isWheel(button) || (!press && !left))
             return;
         const std::optional<QPointF> at = pointerPosition(device);
-        if (!at)
-            return;
-        if (left && press) {
+        if (left && !press) {
+            m_tracker.release(at.value_or(QPointF())); // a release must end the press
+            selectEvents();
+        } else if (at && left) {
             m_pressDevice = device;
             m_tracker.press(PointerTarget{*at, std::nullopt});
             selectEvents();
-        } else if (left) {
-            m_tracker.release(*at);
-            selectEvents();
         }
-        if (press)
+        if (at && press)
             Q_EMIT buttonPressed(*at, button);
         return;
     }
