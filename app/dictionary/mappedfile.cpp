@@ -2,21 +2,56 @@
 
 #include "dictionaryerror.h"
 
-MappedFile::MappedFile(const QString& path) : m_path(path), m_file(std::make_unique<QFile>(path))
+#include <QFile>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <utility>
+
+MappedFile::MappedFile(const QString& path) : m_path(path)
 {
-    if (!m_file->exists())
-        throw DictionaryError(path, QStringLiteral("is missing"));
-    if (!m_file->open(QIODevice::ReadOnly))
-        throw DictionaryError(path, QStringLiteral("cannot be read: ") + m_file->errorString());
-    const qint64 size = m_file->size();
-    if (size == 0)
+    auto failure = [&path](int error) {
+        return DictionaryError(path, error == ENOENT ? QStringLiteral("is missing")
+                                                     : QStringLiteral("cannot be read: ") +
+                                                           QString::fromLocal8Bit(strerror(error)));
+    };
+    const int fd = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0)
+        throw failure(errno);
+    struct stat status {};
+    if (::fstat(fd, &status) != 0) {
+        const int error = errno;
+        ::close(fd);
+        throw failure(error);
+    }
+    if (status.st_size == 0) {
+        ::close(fd);
         throw DictionaryError(path, QStringLiteral("is empty"));
-    const uchar* data = m_file->map(0, size);
-    if (!data)
-        throw DictionaryError(path, QStringLiteral("cannot be mapped: ") + m_file->errorString());
-    m_bytes = std::string_view(reinterpret_cast<const char*>(data), size_t(size));
-    if (m_bytes.back() != '\n')
+    }
+    void* data = ::mmap(nullptr, size_t(status.st_size), PROT_READ, MAP_SHARED, fd, 0);
+    const int error = errno;
+    ::close(fd);
+    if (data == MAP_FAILED)
+        throw failure(error);
+    m_bytes = std::string_view(static_cast<const char*>(data), size_t(status.st_size));
+    if (m_bytes.back() != '\n') {
+        ::munmap(data, m_bytes.size());
         throw DictionaryError(path, QStringLiteral("is cut short (its last line is incomplete)"));
+    }
+}
+
+MappedFile::~MappedFile()
+{
+    if (!m_bytes.empty())
+        ::munmap(const_cast<char*>(m_bytes.data()), m_bytes.size());
+}
+
+MappedFile::MappedFile(MappedFile&& other) noexcept
+    : m_path(std::move(other.m_path)), m_bytes(std::exchange(other.m_bytes, {}))
+{
 }
 
 std::string_view MappedFile::lineAt(size_t offset) const

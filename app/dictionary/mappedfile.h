@@ -1,19 +1,20 @@
 #pragma once
 
-#include <QFile>
 #include <QString>
-#include <memory>
 #include <string_view>
 
 // One WordNet file mapped read-only. The kernel reads a page when it is first touched, so
 // a look-up costs the few pages it reads, not the size of the file. bytes() stays valid as
-// long as the object lives.
+// long as the object lives; moving it hands the mapping over.
 //
 // The constructor throws DictionaryError naming the file when it is missing, unreadable,
 // empty, or does not end with a line break (a file cut short).
 class MappedFile {
 public:
     explicit MappedFile(const QString& path);
+    ~MappedFile();
+    MappedFile(MappedFile&& other) noexcept;
+    MappedFile& operator=(MappedFile&&) = delete;
 
     const QString& path() const { return m_path; }
     std::string_view bytes() const { return m_bytes; }
@@ -28,8 +29,7 @@ public:
 
 private:
     QString m_path;
-    std::unique_ptr<QFile> m_file; // keeps the mapping alive
-    std::string_view m_bytes;
+    std::string_view m_bytes; // the whole mapping
 };
 
 template <typename IsBefore> size_t MappedFile::lowerBound(IsBefore isBefore) const

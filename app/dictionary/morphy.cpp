@@ -70,28 +70,35 @@ std::string Morphy::normalised(QStringView term)
     return text.toStdString();
 }
 
+std::vector<std::string> Morphy::candidates(const WordNet& wordnet, PartOfSpeech pos,
+                                            std::string_view word)
+{
+    std::vector<std::string> result;
+    for (const std::string_view base : wordnet.exceptions(pos, word))
+        result.emplace_back(base);
+    result.emplace_back(word);
+    // A noun ending in "ss" is already singular ("glass", "boss").
+    if (pos == PartOfSpeech::Noun && word.ends_with("ss"))
+        return result;
+    for (const Rule& rule : rules(pos)) {
+        if (word.size() <= rule.ending.size() || !word.ends_with(rule.ending))
+            continue;
+        std::string base(word.substr(0, word.size() - rule.ending.size()));
+        base += rule.replacement;
+        result.push_back(std::move(base));
+    }
+    return result;
+}
+
 std::vector<std::string> Morphy::baseForms(const WordNet& wordnet, PartOfSpeech pos,
                                            std::string_view word)
 {
     std::vector<std::string> forms;
     if (word.empty())
         return forms;
-    for (const std::string_view base : wordnet.exceptions(pos, word)) {
-        if (wordnet.contains(pos, base))
-            add(forms, std::string(base));
-    }
-    if (wordnet.contains(pos, word))
-        add(forms, std::string(word));
-    // A noun ending in "ss" is already singular ("glass", "boss").
-    if (!(pos == PartOfSpeech::Noun && word.ends_with("ss"))) {
-        for (const Rule& rule : rules(pos)) {
-            if (word.size() <= rule.ending.size() || !word.ends_with(rule.ending))
-                continue;
-            std::string base(word.substr(0, word.size() - rule.ending.size()));
-            base += rule.replacement;
-            if (wordnet.contains(pos, base))
-                add(forms, std::move(base));
-        }
+    for (std::string& form : candidates(wordnet, pos, word)) {
+        if (wordnet.contains(pos, form))
+            add(forms, std::move(form));
     }
     const size_t blank = word.rfind('_');
     if (forms.empty() && blank != std::string_view::npos) {

@@ -23,4 +23,9 @@ public:
     // index and none twice. A phrase ("ice_creams") is also tried with its last word reduced.
     static std::vector<std::string> baseForms(const WordNet& wordnet, PartOfSpeech pos,
                                               std::string_view word);
+
+    // The exception list's bases, the word itself and what the detachment rules make of it,
+    // in that order, before any is looked up in the index (so some are not words at all).
+    static std::vector<std::string> candidates(const WordNet& wordnet, PartOfSpeech pos,
+                                               std::string_view word);
 };

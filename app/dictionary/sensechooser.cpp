@@ -63,37 +63,59 @@ std::unordered_set<std::string> wordsOf(QStringView text)
     return words;
 }
 
-// Each content word with the base forms it may stand for, reduced once per choice.
-class Forms {
+// The sentence's content words with their base forms, and which words of a gloss share one.
+class Overlap {
 public:
-    Forms(const WordNet& wordnet, const std::vector<std::string>& ignored)
-        : m_wordnet(wordnet), m_ignored(ignored.begin(), ignored.end())
+    Overlap(const WordNet& wordnet, QStringView sentence, const std::vector<std::string>& ignored)
+        : m_wordnet(wordnet)
     {
-    }
-
-    // The word and its base forms in every part of speech, less the ignored ones; empty for
-    // function words.
-    const std::vector<std::string>& of(const std::string& word)
-    {
-        auto [at, added] = m_forms.try_emplace(word);
-        if (!added || isFunctionWord(word) || m_ignored.contains(word))
-            return at->second;
-        std::vector<std::string>& forms = at->second;
-        forms.push_back(word);
-        for (const PartOfSpeech pos : kPartsOfSpeech) {
-            for (std::string& form : Morphy::baseForms(m_wordnet, pos, word)) {
-                if (!m_ignored.contains(form) &&
-                    std::find(forms.begin(), forms.end(), form) == forms.end())
-                    forms.push_back(std::move(form));
+        const std::unordered_set<std::string> skipped(ignored.begin(), ignored.end());
+        for (const std::string& word : wordsOf(sentence)) {
+            if (isFunctionWord(word) || skipped.contains(word))
+                continue;
+            m_context.insert(word);
+            for (const PartOfSpeech pos : kPartsOfSpeech) {
+                for (std::string& form : Morphy::baseForms(wordnet, pos, word))
+                    m_context.insert(std::move(form));
             }
         }
-        return forms;
+        for (const std::string& form : skipped)
+            m_context.erase(form);
+    }
+
+    bool isEmpty() const { return m_context.empty(); }
+
+    // How many distinct content words of the gloss stand for a word of the sentence: the word
+    // itself or a base form of it. A gloss word's candidate forms are looked up in WordNet's
+    // index only when the sentence has them, so a gloss costs little more than its hashing.
+    int of(std::string_view gloss)
+    {
+        int shared = 0;
+        for (const std::string& word :
+             wordsOf(QString::fromUtf8(gloss.data(), qsizetype(gloss.size()))))
+            shared += sharesForm(word);
+        return shared;
     }
 
 private:
+    bool sharesForm(const std::string& word)
+    {
+        auto [at, added] = m_shares.try_emplace(word, false);
+        bool& shares = at->second;
+        if (!added || isFunctionWord(word))
+            return shares;
+        for (const PartOfSpeech pos : kPartsOfSpeech) {
+            for (const std::string& form : Morphy::candidates(m_wordnet, pos, word)) {
+                if (m_context.contains(form) && (form == word || m_wordnet.contains(pos, form)))
+                    return shares = true;
+            }
+        }
+        return shares;
+    }
+
     const WordNet& m_wordnet;
-    std::unordered_set<std::string> m_ignored;
-    std::unordered_map<std::string, std::vector<std::string>> m_forms;
+    std::unordered_set<std::string> m_context;      // the sentence's words and base forms
+    std::unordered_map<std::string, bool> m_shares; // gloss words seen so far
 };
 
 } // namespace
@@ -101,29 +123,16 @@ private:
 size_t SenseChooser::choose(const WordNet& wordnet, const std::vector<SenseCandidate>& candidates,
                             QStringView sentence, const std::vector<std::string>& ignored)
 {
-    Forms forms(wordnet, ignored);
-    std::unordered_set<std::string> context;
-    for (const std::string& word : wordsOf(sentence)) {
-        for (const std::string& form : forms.of(word))
-            context.insert(form);
-    }
-
+    Overlap overlap(wordnet, sentence, ignored);
     size_t best = 0;
-    int bestOverlap = 0;
-    for (size_t i = 0; i < candidates.size() && !context.empty(); ++i) {
-        const std::string_view gloss =
-            wordnet.synset(candidates[i].pos, candidates[i].offset).gloss;
-        int overlap = 0;
-        for (const std::string& word :
-             wordsOf(QString::fromUtf8(gloss.data(), qsizetype(gloss.size())))) {
-            const std::vector<std::string>& glossForms = forms.of(word);
-            overlap += std::any_of(glossForms.begin(), glossForms.end(),
-                                   [&](const std::string& form) { return context.contains(form); });
-        }
-        if (overlap > bestOverlap || (overlap == bestOverlap && overlap > 0 &&
-                                      candidates[i].tagCount > candidates[best].tagCount)) {
+    int bestShared = 0;
+    for (size_t i = 0; i < candidates.size() && !overlap.isEmpty(); ++i) {
+        const int shared =
+            overlap.of(wordnet.synset(candidates[i].pos, candidates[i].offset).gloss);
+        if (shared > bestShared || (shared == bestShared && shared > 0 &&
+                                    candidates[i].tagCount > candidates[best].tagCount)) {
             best = i;
-            bestOverlap = overlap;
+            bestShared = shared;
         }
     }
     return best;

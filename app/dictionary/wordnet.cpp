@@ -57,7 +57,7 @@ QString partOfSpeechName(PartOfSpeech pos)
 
 std::string_view Synset::definition() const
 {
-    std::string_view text = gloss.substr(0, gloss.find('"'));
+    std::string_view text = std::string_view(gloss).substr(0, gloss.find('"'));
     while (!text.empty() && (text.back() == ' ' || text.back() == ';'))
         text.remove_suffix(1);
     return text;
@@ -81,7 +81,7 @@ std::vector<WordNet::Files> WordNet::openFiles(const QString& directory)
         const QString suffix = QString::fromLatin1(name);
         result.push_back(
             Files{MappedFile(directory + QStringLiteral("/index.") + suffix),
-                  MappedFile(directory + QStringLiteral("/data.") + suffix),
+                  DataFile(directory + QStringLiteral("/data.") + suffix),
                   MappedFile(directory + QLatin1Char('/') + suffix + QStringLiteral(".exc"))});
     }
     return result;
@@ -131,8 +131,9 @@ Synset WordNet::synset(PartOfSpeech pos, uint32_t offset) const
 {
     // synset_offset lex_filenum ss_type w_cnt word lex_id [word lex_id...] p_cnt ... | gloss
     // The line begins with its own offset, which tells a file cut short or replaced.
-    const MappedFile& data = files(pos).data;
-    const std::string_view line = data.lineAt(offset);
+    const DataFile& data = files(pos).data;
+    const std::string text = data.lineAt(offset);
+    const std::string_view line = text;
     const size_t bar = line.find(" | ");
     const std::vector<std::string_view> f = fields(line.substr(0, bar));
     const uint32_t count = f.size() > 3 ? number(f[3], 16).value_or(0) : 0;
@@ -146,11 +147,12 @@ Synset WordNet::synset(PartOfSpeech pos, uint32_t offset) const
         // Adjectives may carry a syntactic marker: "galore(ip)".
         if (word.ends_with(')') && word.find('(') != std::string_view::npos)
             word = word.substr(0, word.find('('));
-        synset.words.push_back(word);
+        synset.words.emplace_back(word);
     }
-    synset.gloss = line.substr(bar + 3);
-    while (!synset.gloss.empty() && synset.gloss.back() == ' ')
-        synset.gloss.remove_suffix(1);
+    std::string_view gloss = line.substr(bar + 3);
+    while (!gloss.empty() && gloss.back() == ' ')
+        gloss.remove_suffix(1);
+    synset.gloss = gloss;
     return synset;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "datafile.h"
 #include "mappedfile.h"
 
 #include <QString>
@@ -26,21 +27,21 @@ struct IndexEntry {
 
 // One synset of a data file.
 struct Synset {
-    std::vector<std::string_view> words; // as entered: case kept, blanks written as '_'
-    std::string_view gloss;              // the definition, then the examples in quotes
+    std::vector<std::string> words; // as entered: case kept, blanks written as '_'
+    std::string gloss;              // the definition, then the examples in quotes
 
     // The gloss up to its first example, without trailing separators.
     std::string_view definition() const;
 };
 
 // A WordNet 3.0 database as Debian's wordnet-base installs it: index.*, data.*, *.exc and
-// cntlist.rev, all mapped read-only when the object is made and searched in place, never
-// loaded. Index, exception and count lookups are binary searches over the sorted lines;
-// synsets are read at the byte offsets the index gives.
+// cntlist.rev, all opened when the object is made and never loaded whole. The index,
+// exception and count files are mapped read-only and searched in place by binary search over
+// their sorted lines; synsets are read from the data files at the byte offsets the index gives.
 //
 // The constructor throws DictionaryError naming the first file that is missing or cut short;
-// synset() throws it when a data file lacks the synset an index line points to. Every view
-// returned points into the mapped files and lives as long as the object. The const members
+// synset() throws it when a data file lacks the synset an index line points to. The views
+// returned point into the mapped files and live as long as the object. The const members
 // may be called from several threads at once.
 class WordNet {
 public:
@@ -62,7 +63,7 @@ public:
 private:
     struct Files {
         MappedFile index;
-        MappedFile data;
+        DataFile data;
         MappedFile exceptions;
     };
     static std::vector<Files> openFiles(const QString& directory);
