@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <numeric>
+#include <tuple>
 
 namespace {
 
@@ -37,7 +38,11 @@ std::optional<Definition> Dictionary::define(const WordNet& wordnet, QStringView
 {
     const std::string word = Morphy::normalised(term);
     std::vector<Entry> entries;
+    // The word itself, each word of a phrase, and every base form found count for neither
+    // the sentence nor the glosses.
     std::vector<std::string> ignored{word};
+    for (const QString& part : QString::fromStdString(word).split(u'_', Qt::SkipEmptyParts))
+        ignored.push_back(part.toStdString());
     for (const PartOfSpeech pos : kPartsOfSpeech) {
         for (std::string& lemma : Morphy::baseForms(wordnet, pos, word)) {
             std::optional<IndexEntry> index = wordnet.entry(pos, lemma);
