@@ -17,9 +17,11 @@ namespace {
 
 using Kind = Transcript::Entry::Kind;
 
-// Plays back scripted turns and keeps every request it was given. A turn past the end of the
-// script repeats the last one.
-class ScriptedExecutor : public Executor {
+// A model that is its own executor: plays back scripted turns and keeps every request it was
+// given. A turn past the end of the script repeats the last one.
+class ScriptedModel : public LanguageModel,
+                      public Executor,
+                      public std::enable_shared_from_this<ScriptedModel> {
 public:
     using Turn = std::function<void(GenerationChannel&)>;
 
@@ -31,7 +33,12 @@ public:
         };
     }
 
-    explicit ScriptedExecutor(QList<Turn> turns) : m_turns(std::move(turns)) {}
+    ScriptedModel(QList<Turn> turns, QList<Capability> capabilities)
+        : m_turns(std::move(turns)), m_capabilities(std::move(capabilities))
+    {
+    }
+    QList<Capability> capabilities() const override { return m_capabilities; }
+    std::shared_ptr<const Executor> executor() const override { return shared_from_this(); }
 
     void respond(const GenerationRequest& request, const LanguageModel&,
                  GenerationChannel& channel) const override
@@ -53,22 +60,9 @@ public:
 
 private:
     QList<Turn> m_turns;
+    QList<Capability> m_capabilities;
     mutable std::mutex m_mutex;
     mutable QList<GenerationRequest> m_requests;
-};
-
-class ScriptedModel : public LanguageModel {
-public:
-    ScriptedModel(std::shared_ptr<ScriptedExecutor> executor, QList<Capability> capabilities)
-        : m_executor(std::move(executor)), m_capabilities(std::move(capabilities))
-    {
-    }
-    QList<Capability> capabilities() const override { return m_capabilities; }
-    std::shared_ptr<const Executor> executor() const override { return m_executor; }
-
-private:
-    std::shared_ptr<ScriptedExecutor> m_executor;
-    QList<Capability> m_capabilities;
 };
 
 // A search tool whose answer and behaviour the test decides; counts and keeps its calls.
@@ -81,9 +75,7 @@ public:
     QString description() const override { return u"Searches for "_s + m_name; }
     GenerationSchema parameters() const override
     {
-        return GenerationSchema::object(
-            u"Arguments"_s, std::nullopt,
-            {{u"query"_s, u"What to look for"_s, GenerationSchema::stringType()}});
+        return GenerationSchema::object(u"Arguments"_s, std::nullopt, {});
     }
     QString call(const GeneratedContent& arguments, const CancelCheck& isCanceled) const override
     {
@@ -99,17 +91,16 @@ private:
 };
 
 struct Fixture {
-    explicit Fixture(QList<ScriptedExecutor::Turn> turns,
+    explicit Fixture(QList<ScriptedModel::Turn> turns,
                      QList<std::shared_ptr<const Tool>> tools = {},
                      QList<LanguageModel::Capability> capabilities =
                          {LanguageModel::Capability::ToolCalling,
                           LanguageModel::Capability::GuidedGeneration})
-        : executor(std::make_shared<ScriptedExecutor>(std::move(turns))),
-          session(std::make_shared<ScriptedModel>(executor, std::move(capabilities)),
-                  std::move(tools), u"Be brief."_s)
+        : executor(std::make_shared<ScriptedModel>(std::move(turns), std::move(capabilities))),
+          session(executor, std::move(tools), u"Be brief."_s)
     {
     }
-    std::shared_ptr<ScriptedExecutor> executor;
+    std::shared_ptr<ScriptedModel> executor;
     Session session;
 };
 
@@ -134,7 +125,7 @@ std::shared_ptr<ProbeTool> echoTool(const char* name = "searchChats")
 
 TEST(SessionTest, TextSnapshotsCarryTheWholeAnswerSoFar)
 {
-    Fixture f({ScriptedExecutor::events({text("Hel"), text("lo"), text(" wörld")})});
+    Fixture f({ScriptedModel::events({text("Hel"), text("lo"), text(" wörld")})});
     QStringList snapshots;
     const QString answer = f.session.streamResponse(u"Say hello"_s, {},
                                                     [&](const QString& s) { snapshots.append(s); });
@@ -153,7 +144,7 @@ TEST(SessionTest, TextSnapshotsCarryTheWholeAnswerSoFar)
 
 TEST(SessionTest, AModelThatCannotCallToolsIsOfferedNone)
 {
-    Fixture f({ScriptedExecutor::events({text("plain")})}, {echoTool()},
+    Fixture f({ScriptedModel::events({text("plain")})}, {echoTool()},
               {LanguageModel::Capability::GuidedGeneration});
     EXPECT_EQ(f.session.streamResponse(u"q"_s, {}, {}), u"plain"_s);
     EXPECT_TRUE(f.executor->requests().at(0).enabledToolDefinitions.isEmpty());
@@ -164,10 +155,10 @@ TEST(SessionTest, AModelThatCannotCallToolsIsOfferedNone)
 TEST(SessionTest, AToolCallIsRunAndItsOutputSentBackUnderTheCallsId)
 {
     auto tool = echoTool();
-    Fixture f({ScriptedExecutor::events({text("Let me look."), call("call_1", "searchChats", ""),
-                                         call("call_1", "searchChats", R"({"que)"),
-                                         call("call_1", "searchChats", R"(ry": "drift"})")}),
-               ScriptedExecutor::events({text("You met "), text("drift twice.")})},
+    Fixture f({ScriptedModel::events({text("Let me look."), call("call_1", "searchChats", ""),
+                                      call("call_1", "searchChats", R"({"que)"),
+                                      call("call_1", "searchChats", R"(ry": "drift"})")}),
+               ScriptedModel::events({text("You met "), text("drift twice.")})},
               {tool});
     QStringList snapshots;
     GenerationOptions options;
@@ -207,9 +198,9 @@ TEST(SessionTest, CallsOfOneTurnRunAtOnceAndAnswerInCallOrder)
                 return both ? QString::fromUtf8(name) + u" done"_s : u"ran alone"_s;
             });
     };
-    Fixture f({ScriptedExecutor::events({call("a", "searchLibrary", R"({"query":"x"})"),
-                                         call("b", "searchChats", R"({"query":"y"})")}),
-               ScriptedExecutor::events({text("ok")})},
+    Fixture f({ScriptedModel::events({call("a", "searchLibrary", R"({"query":"x"})"),
+                                      call("b", "searchChats", R"({"query":"y"})")}),
+               ScriptedModel::events({text("ok")})},
               {waiting("searchChats"), waiting("searchLibrary")});
     f.session.streamResponse(u"q"_s, {}, {});
 
@@ -224,8 +215,8 @@ TEST(SessionTest, CallsOfOneTurnRunAtOnceAndAnswerInCallOrder)
 
 TEST(SessionTest, AnUnknownToolGetsAnErrorTextAndTheLoopGoesOn)
 {
-    Fixture f({ScriptedExecutor::events({call("c1", "searchWeb", R"({"query":"x"})")}),
-               ScriptedExecutor::events({text("Sorry.")})},
+    Fixture f({ScriptedModel::events({call("c1", "searchWeb", R"({"query":"x"})")}),
+               ScriptedModel::events({text("Sorry.")})},
               {echoTool()});
     EXPECT_EQ(f.session.streamResponse(u"q"_s, {}, {}), u"Sorry."_s);
     const Transcript second = f.executor->requests().at(1).transcript;
@@ -239,8 +230,7 @@ TEST(SessionTest, AnUnknownToolGetsAnErrorTextAndTheLoopGoesOn)
 TEST(SessionTest, AModelThatNeverStopsCallingToolsIsStoppedAfterEightRounds)
 {
     auto tool = echoTool();
-    Fixture f({ScriptedExecutor::events({call("again", "searchChats", R"({"query":"x"})")})},
-              {tool});
+    Fixture f({ScriptedModel::events({call("again", "searchChats", R"({"query":"x"})")})}, {tool});
     try {
         f.session.streamResponse(u"q"_s, {}, {});
         FAIL() << "the loop did not end";
@@ -260,9 +250,9 @@ TEST(SessionTest, FailuresOfToolsAndExecutorsEndTheResponseWithTheirOwnError)
             throw std::runtime_error("index gone");
         });
     auto slow = echoTool("searchLibrary");
-    Fixture f({ScriptedExecutor::events(
-                  {call("1", "searchChats", "{}"), call("2", "searchLibrary", "{}")})},
-              {failing, slow});
+    Fixture f(
+        {ScriptedModel::events({call("1", "searchChats", "{}"), call("2", "searchLibrary", "{}")})},
+        {failing, slow});
     EXPECT_THROW(f.session.streamResponse(u"q"_s, {}, {}), std::runtime_error);
     EXPECT_EQ(slow->calls, 1) << "the other call of the turn still ran to its end";
     EXPECT_EQ(f.executor->requests().size(), 1);
@@ -288,8 +278,8 @@ TEST(SessionTest, CancellingStopsRunningToolsAndTheLoop)
                 QThread::msleep(1);
             return u"stopped"_s;
         });
-    Fixture f({ScriptedExecutor::events({call("1", "searchChats", "{}")}),
-               ScriptedExecutor::events({text("never asked")})},
+    Fixture f({ScriptedModel::events({call("1", "searchChats", "{}")}),
+               ScriptedModel::events({text("never asked")})},
               {tool});
     try {
         f.session.streamResponse(u"q"_s, {}, {}, [&] { return canceled.load(); });
@@ -328,8 +318,8 @@ GenerationSchema glossSchema()
 TEST(SessionTest, StructuredAnswersStreamAsPartialContent)
 {
     Fixture f(
-        {ScriptedExecutor::events({text(R"({"partOf)"), text(R"(Speech": "no)"),
-                                   text(R"(un", "synonyms": ["thing", "it)"), text(R"(em"]})")})});
+        {ScriptedModel::events({text(R"({"partOf)"), text(R"(Speech": "no)"),
+                                text(R"(un", "synonyms": ["thing", "it)"), text(R"(em"]})")})});
     QList<QJsonValue> snapshots;
     const GeneratedContent content = f.session.streamResponse(
         u"WORD: x"_s, glossSchema(), true, {},
@@ -352,7 +342,7 @@ TEST(SessionTest, StructuredAnswersStreamAsPartialContent)
     EXPECT_TRUE(prompt.segments[1].text.contains(uR"("partOfSpeech")"_s));
     EXPECT_EQ(f.session.transcript()[2].segments[0].kind, Transcript::Segment::Kind::Structure);
 
-    Fixture cut({ScriptedExecutor::events({text(R"({"partOfSpeech": "no)")})});
+    Fixture cut({ScriptedModel::events({text(R"({"partOfSpeech": "no)")})});
     try {
         cut.session.streamResponse(u"WORD: x"_s, glossSchema(), false, {}, {});
         FAIL() << "an unfinished answer was taken as whole";
