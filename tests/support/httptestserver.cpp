@@ -1,6 +1,5 @@
 #include "httptestserver.h"
 
-#include <QCoreApplication>
 #include <QEventLoop>
 #include <QHostAddress>
 #include <QJsonArray>
@@ -83,12 +82,6 @@ Reply Reply::raw(QByteArray bytes)
 Reply& Reply::header(QByteArray name, QByteArray value)
 {
     m_headers.append({std::move(name), std::move(value)});
-    return *this;
-}
-
-Reply& Reply::delay(std::chrono::milliseconds wait)
-{
-    m_delay = wait;
     return *this;
 }
 
@@ -235,8 +228,6 @@ private:
     {
         using Shape = Reply::Shape;
         using End = Reply::End;
-        if (reply.m_delay > 0ms)
-            m_actions.push_back({Action::Wait, {}, reply.m_delay});
         if (reply.m_shape == Shape::Silent) {
             m_actions.push_back({Action::Hang, {}, 0ms});
             return;

@@ -58,8 +58,6 @@ public:
         static Reply raw(QByteArray bytes);
 
         Reply& header(QByteArray name, QByteArray value);
-        // Waits this long before sending anything.
-        Reply& delay(std::chrono::milliseconds wait);
         // Streamed replies: one chunk of bytes as given; a line and "\n"; a pause between chunks.
         Reply& send(QByteArray bytes);
         Reply& line(const QByteArray& text);
@@ -87,7 +85,6 @@ public:
         Headers m_headers;
         QByteArray m_body;
         std::vector<Step> m_steps;
-        std::chrono::milliseconds m_delay{0};
     };
 
     using Handler = std::function<Reply(const Request&)>;
