@@ -1,9 +1,12 @@
+#include "appleintelligencebackend.h"
 #include "backends.h"
+#include "chatsbackend.h"
 #include "pref.h"
 #include "preferences.h"
 #include "recallbackend.h"
 #include "shelfwisebackend.h"
 #include "temphome.h"
+#include "wikipediabackend.h"
 
 #include <gtest/gtest.h>
 
@@ -55,12 +58,14 @@ protected:
     Preferences preferences{home.path() + u"/test.conf"_s};
 };
 
-// The captions, symbols and time-outs are the registry's table; here the order, the switches and
-// the library address Recall is handed.
+// The captions, symbols and time-outs are the registry's table; here the order, the kinds, the
+// switches and the library address Recall is handed.
 TEST_F(BackendsTest, DefaultsGiveFourSourcesAndTheLibrarySwitchInsertsTheLibrary)
 {
     BackendList sources = Backends::enabled(preferences);
     EXPECT_EQ(idsOf(sources), (QStringList{"apple", "recall", "chats", "wikipedia"}));
+    EXPECT_TRUE(find<AppleIntelligenceBackend>(sources) && find<ChatsBackend>(sources) &&
+                find<WikipediaBackend>(sources));
     EXPECT_EQ(find<RecallBackend>(sources)->model(), RecallModel::onDevice);
     EXPECT_FALSE(libraryOf(sources));
 

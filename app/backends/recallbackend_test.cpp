@@ -192,6 +192,7 @@ TEST_F(RecallBackendTest, PromptNamesContextApplicationAndLibraryOnlyWhenPresent
                   tail);
     EXPECT_EQ(toolNames(requests[2]), (QStringList{u"searchChats"_s, u"searchLibrary"_s}));
     for (const QJsonObject& request : requests) {
+        EXPECT_EQ(roleContent(request, u"system"_s), RecallBackend::instructions());
         EXPECT_FALSE(request.contains(u"temperature"_s));
         EXPECT_FALSE(request.contains(u"max_tokens"_s));
     }
