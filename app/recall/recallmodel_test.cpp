@@ -9,6 +9,7 @@
 #include "recallsettings.h"
 #include "scopedenvironment.h"
 
+#include <QJsonArray>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
 
@@ -236,8 +237,12 @@ TEST_F(RecallModelTest, SettingsLoadFromStorageAndSaveBack)
     EXPECT_EQ(RecallSettings::baseURLPlaceholder(), u"Base URL, e.g. http://localhost:11434/v1"_s);
 }
 
-TEST(GlossTest, APartialAnswerReadsAsFarAsTheModelGot)
+// The schema asks for the fields, and of the types, that the reader takes.
+TEST(GlossTest, TheSchemaNamesWhatAPartialAnswerIsReadFrom)
 {
+    const QJsonObject gloss = Gloss::generationSchema().json();
+    EXPECT_EQ(gloss.value("required"), QJsonArray({"partOfSpeech", "meaning", "synonyms"}));
+    EXPECT_EQ(gloss["properties"]["synonyms"]["items"]["type"], u"string"_s);
     const auto partial = Gloss::PartiallyGenerated::from(
         GeneratedContent::fromJson(uR"({"partOfSpeech": "noun", "synonyms": ["a", "b)"_s, false));
     EXPECT_EQ(partial.partOfSpeech, u"noun"_s);
