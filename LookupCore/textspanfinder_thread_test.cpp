@@ -6,12 +6,6 @@
 
 using namespace Qt::Literals::StringLiterals;
 
-// Failures show texts as text, not as lists of code units.
-static void PrintTo(const QString& text, std::ostream* out)
-{
-    *out << '"' << text.toStdString() << '"';
-}
-
 namespace {
 
 // Every function keeps its ICU objects per thread: threads working at once on the same text

@@ -7,25 +7,27 @@
 #include <gtest/gtest.h>
 #include <string>
 
+using namespace Qt::Literals::StringLiterals;
+
 namespace {
 
 ChatIndex::Hit hit(const QString& harness, std::optional<QString> cwd, const QString& session)
 {
     return ChatIndex::Hit{harness,
-                          QStringLiteral("Fix the parser"),
+                          u"Fix the parser"_s,
                           std::move(cwd),
                           session,
-                          QStringLiteral("/home/u/.pi/agent/sessions/x y.jsonl"),
-                          QStringLiteral("user"),
-                          QStringLiteral("2026-03-01T10:00:00.000Z"),
-                          QStringLiteral("…the parser breaks…")};
+                          u"/home/u/.pi/agent/sessions/x y.jsonl"_s,
+                          u"user"_s,
+                          u"2026-03-01T10:00:00.000Z"_s,
+                          u"…the parser breaks…"_s};
 }
 
 // Quotes inside a value are closed, escaped and reopened; a session id that is not plain
 // letters, digits, '-' and '_' is quoted so that it cannot run anything.
 TEST(ChatsBackendTest, ResumeCommandsPerAgent)
 {
-    const QString pi = QStringLiteral("'/home/u/.pi/agent/sessions/x y.jsonl'");
+    const QString pi = u"'/home/u/.pi/agent/sessions/x y.jsonl'"_s;
     const QList<std::tuple<QString, std::optional<QString>, QString, QString>> cases = {
         {"Codex", "/work/app", "abc", "cd '/work/app' && codex resume abc"},
         {"Claude Code", std::nullopt, "a1-B_2", "claude --resume a1-B_2"},
@@ -44,21 +46,20 @@ TEST(ChatsBackendTest, ResumeCommandsPerAgent)
 
 TEST(ChatsBackendTest, RelativeTimeInShortEnglishUnits)
 {
-    const QDateTime now =
-        QDateTime::fromString(QStringLiteral("2026-03-01T12:00:00Z"), Qt::ISODate);
+    const QDateTime now = QDateTime::fromString(u"2026-03-01T12:00:00Z"_s, Qt::ISODate);
     auto relative = [&](const char* text) {
         return ChatsBackend::relative(QString::fromLatin1(text), now);
     };
-    EXPECT_EQ(relative("2026-03-01T10:00:00.000Z"), QStringLiteral("2 hr. ago"));
-    EXPECT_EQ(relative("2026-03-01T10:00:00Z"), QStringLiteral("2 hr. ago"));
-    EXPECT_EQ(relative("2026-03-01T11:54:59.500001Z"), QStringLiteral("5 min. ago"));
-    EXPECT_EQ(relative("2026-03-01T12:59:00+02:00"), QStringLiteral("1 hr. ago"));
-    EXPECT_EQ(relative("2026-02-28T11:00:00Z"), QStringLiteral("1 day ago"));
-    EXPECT_EQ(relative("2026-02-08T12:00:00Z"), QStringLiteral("3 wk. ago"));
-    EXPECT_EQ(relative("2025-12-25T12:00:00Z"), QStringLiteral("2 mo. ago"));
-    EXPECT_EQ(relative("2024-01-01T00:00:00Z"), QStringLiteral("2 yr. ago"));
-    EXPECT_EQ(relative("2026-03-01T11:59:30Z"), QStringLiteral("30 sec. ago"));
-    EXPECT_EQ(relative("2026-03-01T14:00:00Z"), QStringLiteral("in 2 hr."));
+    EXPECT_EQ(relative("2026-03-01T10:00:00.000Z"), u"2 hr. ago"_s);
+    EXPECT_EQ(relative("2026-03-01T10:00:00Z"), u"2 hr. ago"_s);
+    EXPECT_EQ(relative("2026-03-01T11:54:59.500001Z"), u"5 min. ago"_s);
+    EXPECT_EQ(relative("2026-03-01T12:59:00+02:00"), u"1 hr. ago"_s);
+    EXPECT_EQ(relative("2026-02-28T11:00:00Z"), u"1 day ago"_s);
+    EXPECT_EQ(relative("2026-02-08T12:00:00Z"), u"3 wk. ago"_s);
+    EXPECT_EQ(relative("2025-12-25T12:00:00Z"), u"2 mo. ago"_s);
+    EXPECT_EQ(relative("2024-01-01T00:00:00Z"), u"2 yr. ago"_s);
+    EXPECT_EQ(relative("2026-03-01T11:59:30Z"), u"30 sec. ago"_s);
+    EXPECT_EQ(relative("2026-03-01T14:00:00Z"), u"in 2 hr."_s);
     for (const char* bad : {"", "yesterday", "2026-03-01", "2026-03-01T10:00:00",
                             "2026-03-01 10:00:00Z", "2026-13-01T10:00:00Z"})
         EXPECT_FALSE(relative(bad)) << bad;
@@ -66,27 +67,26 @@ TEST(ChatsBackendTest, RelativeTimeInShortEnglishUnits)
 
 TEST(ChatsBackendTest, ItemShowsAgentFolderTimeAndSpeaker)
 {
-    ChatIndex::Hit full =
-        hit(QStringLiteral("Codex"), QStringLiteral("/work/my-app"), QStringLiteral("abc"));
+    ChatIndex::Hit full = hit(u"Codex"_s, u"/work/my-app"_s, u"abc"_s);
     full.timestamp = QDateTime::currentDateTimeUtc().addSecs(-7200).toString(Qt::ISODate);
     LookupItem item = ChatsBackend::item(full);
     EXPECT_EQ(item.id, full.path);
-    EXPECT_EQ(item.title, QStringLiteral("Fix the parser"));
-    EXPECT_EQ(item.detail, QStringLiteral("Codex · my-app · 2 hr. ago · you"));
+    EXPECT_EQ(item.title, u"Fix the parser"_s);
+    EXPECT_EQ(item.detail, u"Codex · my-app · 2 hr. ago · you"_s);
     EXPECT_EQ(item.body, full.snippet);
     ASSERT_TRUE(item.url);
-    EXPECT_EQ(CopyLink::text(*item.url), QStringLiteral("cd '/work/my-app' && codex resume abc"));
+    EXPECT_EQ(CopyLink::text(*item.url), u"cd '/work/my-app' && codex resume abc"_s);
 
-    full.cwd = QStringLiteral("/work/my-app/");
-    EXPECT_EQ(ChatsBackend::item(full).detail, QStringLiteral("Codex · my-app · 2 hr. ago · you"));
+    full.cwd = u"/work/my-app/"_s;
+    EXPECT_EQ(ChatsBackend::item(full).detail, u"Codex · my-app · 2 hr. ago · you"_s);
 
-    ChatIndex::Hit sparse = hit(QString(), std::nullopt, QStringLiteral("sess"));
+    ChatIndex::Hit sparse = hit(QString(), std::nullopt, u"sess"_s);
     sparse.title.clear();
-    sparse.role = QStringLiteral("assistant");
-    sparse.timestamp = QStringLiteral("not a date");
+    sparse.role = u"assistant"_s;
+    sparse.timestamp = u"not a date"_s;
     item = ChatsBackend::item(sparse);
-    EXPECT_EQ(item.title, QStringLiteral("sess"));
-    EXPECT_EQ(item.detail, QStringLiteral(" · agent")) << "an empty harness keeps its place";
+    EXPECT_EQ(item.title, u"sess"_s);
+    EXPECT_EQ(item.detail, u" · agent"_s) << "an empty harness keeps its place";
 }
 
 std::string userLine(const std::string& text, const std::string& session)
@@ -100,14 +100,13 @@ TEST(ChatsBackendTest, LookupFailsOnAnEmptyIndexAndShowsEightDistinctFiles)
 {
     TempHome home;
     ChatIndex index;
-    const ChatsBackend backend(
-        {QStringLiteral("chats"), QStringLiteral("Chats"), QStringLiteral("bubble"), 3}, index);
-    const LookupQuery query{QStringLiteral("widget"), std::nullopt, std::nullopt};
+    const ChatsBackend backend({u"chats"_s, u"Chats"_s, u"bubble"_s, 3}, index);
+    const LookupQuery query{u"widget"_s, std::nullopt, std::nullopt};
     try {
         backend.lookup(query).waitForAll();
         FAIL() << "an empty index fails the tab";
     } catch (const BackendError& error) {
-        EXPECT_EQ(error.localizedDescription(), QStringLiteral("Chat index is still being built"));
+        EXPECT_EQ(error.localizedDescription(), u"Chat index is still being built"_s);
     }
     index.update(); // a finished pass that found nothing says where it looked
     try {
@@ -119,7 +118,7 @@ TEST(ChatsBackendTest, LookupFailsOnAnEmptyIndexAndShowsEightDistinctFiles)
                                  "~/.pi/agent/sessions or ~/.zenith/agent/sessions"));
     }
 
-    home.write(QStringLiteral(".claude/projects/p/none.jsonl"), "");
+    home.write(u".claude/projects/p/none.jsonl"_s, "");
     index.update();
     QList<LookupItems> lists = backend.lookup(query).waitForAll();
     ASSERT_EQ(lists.size(), 1) << "one list, even when empty";
@@ -130,8 +129,7 @@ TEST(ChatsBackendTest, LookupFailsOnAnEmptyIndexAndShowsEightDistinctFiles)
         for (int m = 0; m < 3; ++m)
             lines += userLine("widget number " + std::to_string(f) + " line " + std::to_string(m),
                               "s" + std::to_string(f));
-        home.write(QStringLiteral(".claude/projects/p/f%1.jsonl").arg(f),
-                   QByteArray::fromStdString(lines));
+        home.write(u".claude/projects/p/f%1.jsonl"_s.arg(f), QByteArray::fromStdString(lines));
     }
     index.update();
     lists = backend.lookup(query).waitForAll();

@@ -1,10 +1,12 @@
-#include "backenderror.h"
 #include "chatcompletionsserver.h"
 #include "chatindex.h"
 #include "chatsbackend.h"
+#include "eventwait.h"
 #include "memorysecretstore.h"
 #include "preferences.h"
 #include "recallbackend.h"
+#include "scopedenvironment.h"
+#include "searchchatstool.h"
 #include "temphome.h"
 
 #include <QJsonArray>
@@ -12,29 +14,29 @@
 #include <gtest/gtest.h>
 #include <mutex>
 
+using namespace Qt::Literals::StringLiterals;
+
 namespace {
 
 using Server = ChatCompletionsServer;
 using Reply = HttpTestServer::Reply;
 
-const QString kTimestamp = QStringLiteral("2026-03-01T12:00:00Z");
-
 QString roleContent(const QJsonObject& request, const QString& role, int fromEnd = 0)
 {
-    const QJsonArray messages = request.value(QStringLiteral("messages")).toArray();
+    const QJsonArray messages = request.value(u"messages"_s).toArray();
     int seen = 0;
     for (qsizetype i = messages.size() - 1; i >= 0; --i) {
-        if (messages[i][QStringLiteral("role")] == role && seen++ == fromEnd)
-            return messages[i][QStringLiteral("content")].toString();
+        if (messages[i][u"role"_s] == role && seen++ == fromEnd)
+            return messages[i][u"content"_s].toString();
     }
-    return QStringLiteral("<none>");
+    return u"<none>"_s;
 }
 
 QStringList toolNames(const QJsonObject& request)
 {
     QStringList names;
-    for (const QJsonValue& tool : request.value(QStringLiteral("tools")).toArray())
-        names.append(tool[QStringLiteral("function")][QStringLiteral("name")].toString());
+    for (const QJsonValue& tool : request.value(u"tools"_s).toArray())
+        names.append(tool[u"function"_s][u"name"_s].toString());
     return names;
 }
 
@@ -48,7 +50,7 @@ QStringList idsOf(const LookupItems& items)
 
 QString arguments(const QString& query)
 {
-    return QStringLiteral(R"({"query":"%1"})").arg(query);
+    return uR"({"query":"%1"})"_s.arg(query);
 }
 
 // A Shelfwise server with two documents about entropy.
@@ -61,11 +63,10 @@ void serveLibrary(HttpTestServer& library)
                            QJsonObject{{"id", "d2"}, {"title", "Heat engines"}}};
     library.on("/api/tools/sw_search", answer(QJsonObject{{"items", items}}));
     library.on("/api/tools/sw_read", [answer](const HttpTestServer::Request& request) {
-        const QString id = request.json().value(QStringLiteral("id")).toString();
+        const QString id = request.json().value(u"id"_s).toString();
         return answer(QJsonObject{
             {"artifact",
-             QJsonObject{
-                 {"content", QStringLiteral("Document %1 says entropy never falls.").arg(id)}}}});
+             QJsonObject{{"content", u"Document %1 says entropy never falls."_s.arg(id)}}}});
     });
 }
 
@@ -74,21 +75,10 @@ protected:
     RecallBackendTest()
     {
         SecretStore::setStandard(&keyring);
-        for (const char* name :
-             {"LOOKUP_OPENAI_KEY", "LOOKUP_ANTHROPIC_KEY", "LOOKUP_CUSTOM_KEY"}) {
-            if (qEnvironmentVariableIsSet(name))
-                savedEnvironment.emplace_back(name, qgetenv(name));
-            qunsetenv(name);
-        }
-        preferences.setValue(QStringLiteral("recall.model"), QStringLiteral("custom"));
-        preferences.setValue(QStringLiteral("recall.custom.baseURL"), server.base());
+        preferences.setValue(u"recall.model"_s, u"custom"_s);
+        preferences.setValue(u"recall.custom.baseURL"_s, server.base());
     }
-    ~RecallBackendTest() override
-    {
-        SecretStore::setStandard(nullptr);
-        for (const auto& [name, value] : savedEnvironment)
-            qputenv(name, value);
-    }
+    ~RecallBackendTest() override { SecretStore::setStandard(nullptr); }
 
     // A Claude Code transcript whose one user message is `text`.
     void addTranscript(const QString& name, const QString& title, const QString& text)
@@ -98,9 +88,9 @@ protected:
         const QJsonObject message{{"type", "user"},
                                   {"sessionId", name},
                                   {"cwd", "/work/app"},
-                                  {"timestamp", kTimestamp},
+                                  {"timestamp", "2026-03-01T12:00:00Z"},
                                   {"message", QJsonObject{{"role", "user"}, {"content", text}}}};
-        home.write(QStringLiteral(".claude/projects/-work-app/%1.jsonl").arg(name),
+        home.write(u".claude/projects/-work-app/%1.jsonl"_s.arg(name),
                    QJsonDocument(titleRecord).toJson(QJsonDocument::Compact) + '\n' +
                        QJsonDocument(message).toJson(QJsonDocument::Compact) + '\n');
     }
@@ -108,8 +98,7 @@ protected:
     RecallBackend backend(std::optional<QUrl> library = std::nullopt,
                           RecallModel model = RecallModel::custom) const
     {
-        return RecallBackend(BackendInfo{QStringLiteral("recall"), QStringLiteral("Recall"),
-                                         QStringLiteral("brain.head.profile"), 45},
+        return RecallBackend(BackendInfo{u"recall"_s, u"Recall"_s, u"brain.head.profile"_s, 45},
                              model, std::move(library), preferences, index);
     }
 
@@ -120,10 +109,9 @@ protected:
     }
 
     static LookupItem answer(const QString& body,
-                             const QString& label = QStringLiteral("Custom (OpenAI-compatible)"))
+                             const QString& label = u"Custom (OpenAI-compatible)"_s)
     {
-        return LookupItem{QStringLiteral("recall"), QStringLiteral("In your work"), label, body,
-                          std::nullopt};
+        return LookupItem{u"recall"_s, u"In your work"_s, label, body, std::nullopt};
     }
 
     LookupItems chatItems(const QString& text) const
@@ -134,115 +122,79 @@ protected:
         return items;
     }
 
-    // The failure's text; the lists yielded before it go to `yielded`.
-    static QString failure(const LookupStream& stream, qsizetype* yielded = nullptr)
-    {
-        QString text;
-        try {
-            stream.waitForAll();
-        } catch (const BackendError& error) {
-            text = error.localizedDescription();
-        } catch (const std::exception& error) {
-            text = QString::fromUtf8(error.what());
-        }
-        if (yielded)
-            *yielded = stream.future().resultCount();
-        return text;
-    }
-
     TempHome home;
-    std::vector<std::pair<const char*, QByteArray>> savedEnvironment;
+    ScopedEnvironment noKeys{{"LOOKUP_OPENAI_KEY", std::nullopt},
+                             {"LOOKUP_ANTHROPIC_KEY", std::nullopt},
+                             {"LOOKUP_CUSTOM_KEY", std::nullopt}};
     MemorySecretStore keyring;
-    Preferences preferences{home.path() + QStringLiteral("/peekwell.conf")};
+    Preferences preferences{home.path() + u"/peekwell.conf"_s};
     ChatIndex index;
     Server server;
 };
 
+// The prompt's wording is checked below; the tool's report in searchtools_test.cpp.
 TEST_F(RecallBackendTest, AnswerStreamsAheadOfTheConversationsTheToolFound)
 {
-    // 69 letters, then a letter with a combining accent: one character of two code units.
-    const QString title = QString(69, QLatin1Char('a')) + QStringLiteral("e\u0301 and more");
-    addTranscript(QStringLiteral("s1"), title, QStringLiteral("the widget factory broke again"));
-    addTranscript(QStringLiteral("s2"), QStringLiteral("Other"), QStringLiteral("nothing here"));
+    addTranscript(u"s1"_s, u"Widgets"_s, u"the widget factory broke again"_s);
+    addTranscript(u"s2"_s, u"Other"_s, u"nothing here"_s);
     index.update();
 
-    server.script({Server::toolCall(QStringLiteral("call_1"), QStringLiteral("searchChats"),
-                                    arguments(QStringLiteral("widget"))),
-                   Server::answer({QStringLiteral("You built "), QStringLiteral("the factory.")})});
-    const QList<LookupItems> lists =
-        backend()
-            .lookup(query(QStringLiteral("widget"), QStringLiteral("Where is the widget?"),
-                          QStringLiteral("Firefox")))
-            .waitForAll();
+    server.script({Server::toolCall(u"call_1"_s, u"searchChats"_s, arguments(u"widget"_s)),
+                   Server::answer({u"You built "_s, u"the factory."_s})});
+    const QList<LookupItems> lists = backend().lookup(query(u"widget"_s)).waitForAll();
 
-    const LookupItems found = chatItems(QStringLiteral("widget"));
+    const LookupItems found = chatItems(u"widget"_s);
     ASSERT_EQ(found.size(), 1);
     const QList<LookupItems> expected{
-        LookupItems{answer(QStringLiteral("You built "))} + found,
-        LookupItems{answer(QStringLiteral("You built the factory."))} + found,
-        LookupItems{answer(QStringLiteral("You built the factory."))} + found,
+        LookupItems{answer(u"You built "_s)} + found,
+        LookupItems{answer(u"You built the factory."_s)} + found,
+        LookupItems{answer(u"You built the factory."_s)} + found,
     };
     EXPECT_EQ(lists, expected);
 
     const QList<QJsonObject> requests = server.chatRequests();
     ASSERT_EQ(requests.size(), 2);
-    EXPECT_EQ(roleContent(requests[0], QStringLiteral("system")), RecallBackend::instructions());
-    EXPECT_EQ(roleContent(requests[0], QStringLiteral("user")),
-              QStringLiteral("I force-clicked the word “widget” while reading this in Firefox: "
-                             "“Where is the widget?”.\nSearch my chats for “widget”. Then in at "
-                             "most three short sentences tell me what it has meant in my own work "
-                             "and which conversations it came up in."));
-    EXPECT_EQ(toolNames(requests[0]), QStringList{QStringLiteral("searchChats")});
-
-    const ChatIndex::Hit hit = index.search(QStringLiteral("widget"), 4).first();
-    EXPECT_EQ(roleContent(requests[1], QStringLiteral("tool")),
-              QStringLiteral("• “") + QString(69, QLatin1Char('a')) +
-                  QStringLiteral("e\u0301” (Claude Code, ") + *ChatsBackend::relative(kTimestamp) +
-                  QStringLiteral("): ") + hit.snippet);
+    EXPECT_EQ(toolNames(requests[0]), QStringList{u"searchChats"_s});
+    EXPECT_EQ(roleContent(requests[1], u"tool"_s),
+              SearchChatsTool::report(u"widget"_s, index.search(u"widget"_s, 4)));
 }
 
 TEST_F(RecallBackendTest, PromptNamesContextApplicationAndLibraryOnlyWhenPresent)
 {
     HttpTestServer library;
     serveLibrary(library);
-    server.script({Server::answer({QStringLiteral("Nothing.")})});
+    server.script({Server::answer({u"Nothing."_s})});
     const QString tail = QStringLiteral(" for “tensor”. Then in at most three short sentences tell "
                                         "me what it has meant in my own work and which "
                                         "conversations it came up in.");
 
-    backend().lookup(query(QStringLiteral("tensor"))).waitForAll();
-    backend()
-        .lookup(query(QStringLiteral("tensor"), QStringLiteral("A tensor of rank two.")))
-        .waitForAll();
-    backend()
-        .lookup(query(QStringLiteral("tensor"), QStringLiteral("A tensor of rank two."), QString()))
-        .waitForAll();
+    backend().lookup(query(u"tensor"_s)).waitForAll();
+    backend().lookup(query(u"tensor"_s, u"A tensor of rank two."_s)).waitForAll();
+    backend().lookup(query(u"tensor"_s, u"A tensor of rank two."_s, QString())).waitForAll();
     backend(QUrl(library.base()))
-        .lookup(
-            query(QStringLiteral("tensor"), QStringLiteral("Tensors."), QStringLiteral("Okular")))
+        .lookup(query(u"tensor"_s, u"Tensors."_s, u"Okular"_s))
         .waitForAll();
 
     QList<QJsonObject> requests = server.chatRequests();
     ASSERT_EQ(requests.size(), 4);
-    EXPECT_EQ(roleContent(requests[0], QStringLiteral("user")),
-              QStringLiteral("I force-clicked the word “tensor”.\nSearch my chats") + tail);
+    EXPECT_EQ(roleContent(requests[0], u"user"_s),
+              u"I force-clicked the word “tensor”.\nSearch my chats"_s + tail);
     // An application without a name is no name.
-    EXPECT_EQ(roleContent(requests[2], QStringLiteral("user")),
-              roleContent(requests[1], QStringLiteral("user")));
+    EXPECT_EQ(roleContent(requests[2], u"user"_s), roleContent(requests[1], u"user"_s));
     requests.removeAt(2);
-    EXPECT_EQ(roleContent(requests[1], QStringLiteral("user")),
+    EXPECT_EQ(roleContent(requests[1], u"user"_s),
               QStringLiteral("I force-clicked the word “tensor” while reading this in an app: “A "
                              "tensor of rank two.”.\nSearch my chats") +
                   tail);
-    EXPECT_EQ(roleContent(requests[2], QStringLiteral("user")),
+    EXPECT_EQ(roleContent(requests[2], u"user"_s),
               QStringLiteral("I force-clicked the word “tensor” while reading this in Okular: "
                              "“Tensors.”.\nSearch my chats and library") +
                   tail);
-    EXPECT_EQ(toolNames(requests[2]),
-              (QStringList{QStringLiteral("searchChats"), QStringLiteral("searchLibrary")}));
+    EXPECT_EQ(toolNames(requests[2]), (QStringList{u"searchChats"_s, u"searchLibrary"_s}));
     for (const QJsonObject& request : requests) {
-        EXPECT_FALSE(request.contains(QStringLiteral("temperature")));
-        EXPECT_FALSE(request.contains(QStringLiteral("max_tokens")));
+        EXPECT_EQ(roleContent(request, u"system"_s), RecallBackend::instructions());
+        EXPECT_FALSE(request.contains(u"temperature"_s));
+        EXPECT_FALSE(request.contains(u"max_tokens"_s));
     }
 }
 
@@ -251,114 +203,102 @@ TEST_F(RecallBackendTest, PromptNamesContextApplicationAndLibraryOnlyWhenPresent
 TEST_F(RecallBackendTest, SourcesFoundTwiceAreListedOnceAndOnlySixAreShown)
 {
     for (int i = 0; i < 4; ++i) {
-        for (const QString& word : {QStringLiteral("alpha"), QStringLiteral("beta")})
+        for (const QString& word : {u"alpha"_s, u"beta"_s})
             addTranscript(word + QString::number(i), word + QString::number(i),
-                          QStringLiteral("the %1 build number %2").arg(word).arg(i));
+                          u"the %1 build number %2"_s.arg(word).arg(i));
     }
     index.update();
     server.script({
-        Server::toolCall("c1", "searchChats", arguments(QStringLiteral("alpha"))),
-        Server::toolCall("c2", "searchChats", arguments(QStringLiteral("alpha"))),
-        Server::toolCall("c3", "searchChats", arguments(QStringLiteral("beta"))),
-        Server::answer({QStringLiteral("It came up "), QStringLiteral("in builds.")}),
+        Server::toolCall("c1", "searchChats", arguments(u"alpha"_s)),
+        Server::toolCall("c2", "searchChats", arguments(u"alpha"_s)),
+        Server::toolCall("c3", "searchChats", arguments(u"beta"_s)),
+        Server::answer({u"It came up "_s, u"in builds."_s}),
     });
-    const QList<LookupItems> lists = backend().lookup(query(QStringLiteral("build"))).waitForAll();
+    const QList<LookupItems> lists = backend().lookup(query(u"build"_s)).waitForAll();
 
-    const LookupItems six = chatItems(QStringLiteral("alpha")) + chatItems("beta").mid(0, 2);
+    const LookupItems six = chatItems(u"alpha"_s) + chatItems("beta").mid(0, 2);
     ASSERT_EQ(six.size(), 6);
     ASSERT_EQ(lists.size(), 3);
     for (const LookupItems& list : lists)
         EXPECT_EQ(list.mid(1), six) << idsOf(list).join(' ').toStdString();
-    EXPECT_EQ(lists.last().value(0), answer(QStringLiteral("It came up in builds.")));
-    EXPECT_EQ(
-        roleContent(server.chatRequests()[2], QStringLiteral("tool")).count(QStringLiteral("• ")),
-        4);
+    EXPECT_EQ(lists.last().value(0), answer(u"It came up in builds."_s));
+    EXPECT_EQ(roleContent(server.chatRequests()[2], u"tool"_s).count(u"• "_s), 4);
 }
 
 TEST_F(RecallBackendTest, WithoutSnapshotsTheFinalListIsTheOnlyOne)
 {
-    addTranscript(QStringLiteral("s1"), QStringLiteral("Widgets"), QStringLiteral("widget talk"));
+    addTranscript(u"s1"_s, u"Widgets"_s, u"widget talk"_s);
     index.update();
-    server.script({Server::toolCall(QStringLiteral("c1"), QStringLiteral("searchChats"),
-                                    arguments(QStringLiteral("widget"))),
-                   Server::toolCall(QStringLiteral("c2"), QStringLiteral("searchChats"),
-                                    arguments(QStringLiteral("sprocket"))),
-                   Server::stream({Server::chunk(QJsonObject{}, QStringLiteral("stop"))})});
-    QList<LookupItems> lists = backend().lookup(query(QStringLiteral("widget"))).waitForAll();
-    EXPECT_EQ(lists, QList<LookupItems>{LookupItems{answer(QString())} +
-                                        chatItems(QStringLiteral("widget"))});
-    EXPECT_EQ(roleContent(server.chatRequests().last(), QStringLiteral("tool")),
-              QStringLiteral("No conversations mention “sprocket”."));
+    server.script({Server::toolCall(u"c1"_s, u"searchChats"_s, arguments(u"widget"_s)),
+                   Server::toolCall(u"c2"_s, u"searchChats"_s, arguments(u"sprocket"_s)),
+                   Server::stream({Server::chunk(QJsonObject{}, u"stop"_s)})});
+    QList<LookupItems> lists = backend().lookup(query(u"widget"_s)).waitForAll();
+    EXPECT_EQ(lists, QList<LookupItems>{LookupItems{answer(QString())} + chatItems(u"widget"_s)});
+    EXPECT_EQ(roleContent(server.chatRequests().last(), u"tool"_s),
+              u"No conversations mention “sprocket”."_s);
 
     // A model that calls no tool shows its answer alone.
-    server.script({Server::answer({QStringLiteral("No idea.")})});
-    lists = backend().lookup(query(QStringLiteral("widget"))).waitForAll();
+    server.script({Server::answer({u"No idea."_s})});
+    lists = backend().lookup(query(u"widget"_s)).waitForAll();
     ASSERT_FALSE(lists.isEmpty());
-    EXPECT_EQ(lists.last(), LookupItems{answer(QStringLiteral("No idea."))});
+    EXPECT_EQ(lists.last(), LookupItems{answer(u"No idea."_s)});
 }
 
 TEST_F(RecallBackendTest, ModelThatCannotBeUsedFailsTheTabBeforeAnyList)
 {
-    qsizetype yielded = -1;
-    preferences.remove(QStringLiteral("recall.custom.baseURL"));
-    EXPECT_EQ(failure(backend().lookup(query(QStringLiteral("x"))), &yielded),
-              QStringLiteral("Set a base URL for Custom (OpenAI-compatible) in the menu"));
-    EXPECT_EQ(yielded, 0);
+    preferences.remove(u"recall.custom.baseURL"_s);
+    const LookupStream stream = backend().lookup(query(u"x"_s));
+    EXPECT_EQ(failureOf(stream), u"Set a base URL for Custom (OpenAI-compatible) in the menu"_s);
+    EXPECT_EQ(stream.future().resultCount(), 0);
     EXPECT_TRUE(server.chatRequests().isEmpty());
 }
 
 TEST_F(RecallBackendTest, OnDeviceAnswersAreLabelledAsSuch)
 {
-    preferences.setValue(QStringLiteral("localModel.baseURL"), server.base());
-    preferences.setValue(QStringLiteral("localModel.name"), QStringLiteral("llama3.2"));
-    server.listModels({QStringLiteral("llama3.2:latest")});
-    server.script({Server::answer({QStringLiteral("Seen once.")})});
-    EXPECT_EQ(backend(std::nullopt, RecallModel::onDevice)
-                  .lookup(query(QStringLiteral("x")))
-                  .waitForAll()
-                  .value(0),
-              LookupItems{answer(QStringLiteral("Seen once."), QStringLiteral("Apple on-device"))});
+    preferences.setValue(u"localModel.baseURL"_s, server.base());
+    preferences.setValue(u"localModel.name"_s, u"llama3.2"_s);
+    server.listModels({u"llama3.2:latest"_s});
+    server.script({Server::answer({u"Seen once."_s})});
+    EXPECT_EQ(
+        backend(std::nullopt, RecallModel::onDevice).lookup(query(u"x"_s)).waitForAll().value(0),
+        LookupItems{answer(u"Seen once."_s, u"Apple on-device"_s)});
 }
 
 TEST_F(RecallBackendTest, LibraryDocumentsJoinTheSourcesAndALibraryThatIsDownFindsNothing)
 {
     HttpTestServer library;
     serveLibrary(library);
-    server.script({Server::toolCall(QStringLiteral("c1"), QStringLiteral("searchLibrary"),
-                                    arguments(QStringLiteral("entropy"))),
-                   Server::answer({QStringLiteral("You read about it.")})});
+    server.script({Server::toolCall(u"c1"_s, u"searchLibrary"_s, arguments(u"entropy"_s)),
+                   Server::answer({u"You read about it."_s})});
     QList<LookupItems> lists =
-        backend(QUrl(library.base())).lookup(query(QStringLiteral("entropy"))).waitForAll();
+        backend(QUrl(library.base())).lookup(query(u"entropy"_s)).waitForAll();
     ASSERT_FALSE(lists.isEmpty());
     const LookupItems final = lists.last();
-    ASSERT_EQ(idsOf(final),
-              (QStringList{QStringLiteral("recall"), QStringLiteral("d1"), QStringLiteral("d2")}));
-    EXPECT_EQ(final[1].title, QStringLiteral("Entropy notes"));
+    ASSERT_EQ(idsOf(final), (QStringList{u"recall"_s, u"d1"_s, u"d2"_s}));
+    EXPECT_EQ(final[1].title, u"Entropy notes"_s);
     ASSERT_TRUE(final[1].body && final[2].body);
-    EXPECT_TRUE(final[1].body->contains(QStringLiteral("Document d1 says entropy")));
-    EXPECT_EQ(roleContent(server.chatRequests().last(), QStringLiteral("tool")),
-              QStringLiteral("• “Entropy notes”: ") + *final[1].body +
-                  QStringLiteral("\n• “Heat engines”: ") + *final[2].body);
+    EXPECT_TRUE(final[1].body->contains(u"Document d1 says entropy"_s));
+    EXPECT_EQ(roleContent(server.chatRequests().last(), u"tool"_s),
+              u"• “Entropy notes”: "_s + *final[1].body + u"\n• “Heat engines”: "_s +
+                  *final[2].body);
 
-    const QUrl down(QStringLiteral("http://127.0.0.1:%1").arg(HttpTestServer::closedPort()));
-    server.script({Server::toolCall(QStringLiteral("c1"), QStringLiteral("searchLibrary"),
-                                    arguments(QStringLiteral("entropy"))),
-                   Server::answer({QStringLiteral("You read about it.")})});
-    lists = backend(down).lookup(query(QStringLiteral("entropy"))).waitForAll();
+    const QUrl down(u"http://127.0.0.1:%1"_s.arg(HttpTestServer::closedPort()));
+    server.script({Server::toolCall(u"c1"_s, u"searchLibrary"_s, arguments(u"entropy"_s)),
+                   Server::answer({u"You read about it."_s})});
+    lists = backend(down).lookup(query(u"entropy"_s)).waitForAll();
     ASSERT_FALSE(lists.isEmpty());
-    EXPECT_EQ(lists.last(), LookupItems{answer(QStringLiteral("You read about it."))});
-    EXPECT_EQ(roleContent(server.chatRequests().last(), QStringLiteral("tool")),
-              QStringLiteral("No library documents mention “entropy”."));
+    EXPECT_EQ(lists.last(), LookupItems{answer(u"You read about it."_s)});
+    EXPECT_EQ(roleContent(server.chatRequests().last(), u"tool"_s),
+              u"No library documents mention “entropy”."_s);
 }
 
 TEST_F(RecallBackendTest, CancellingTheLookupStopsARunningToolAndTheResponse)
 {
     HttpTestServer library;
     library.on("/api/tools/sw_search", Reply::silence());
-    server.script({Server::toolCall(QStringLiteral("c1"), QStringLiteral("searchLibrary"),
-                                    arguments(QStringLiteral("entropy"))),
-                   Server::answer({QStringLiteral("Never asked for.")})});
-    LookupStream stream = backend(QUrl(library.base())).lookup(query(QStringLiteral("entropy")));
+    server.script({Server::toolCall(u"c1"_s, u"searchLibrary"_s, arguments(u"entropy"_s)),
+                   Server::answer({u"Never asked for."_s})});
+    LookupStream stream = backend(QUrl(library.base())).lookup(query(u"entropy"_s));
     ASSERT_TRUE(library.waitForRequests(1));
     stream.cancel();
     QFuture<LookupItems> future = stream.future();

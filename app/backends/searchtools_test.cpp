@@ -3,32 +3,27 @@
 
 #include <gtest/gtest.h>
 
+using namespace Qt::Literals::StringLiterals;
+
 namespace {
 
-TEST(SearchToolsTest, ReportsLeaveOutWhatAHitOrDocumentLacks)
+// The answers with nothing found reach the model in recallbackend_test.cpp.
+TEST(SearchToolsTest, ReportsCutLongTitlesAndLeaveOutWhatAHitOrDocumentLacks)
 {
-    const ChatIndex::Hit undated{QStringLiteral("Codex"),
-                                 QString(),
-                                 std::nullopt,
-                                 QStringLiteral("s"),
-                                 QStringLiteral("/p.jsonl"),
-                                 QStringLiteral("assistant"),
-                                 QStringLiteral("yesterday"),
-                                 QStringLiteral("…a snippet…")};
-    const ChatIndex::Hit titled{
-        QStringLiteral("Pi"),       QStringLiteral("Short"), std::nullopt, QStringLiteral("t"),
-        QStringLiteral("/q.jsonl"), QStringLiteral("user"),  QString(),    QStringLiteral("text")};
-    EXPECT_EQ(SearchChatsTool::report(QStringLiteral("x y"), {undated, titled}),
-              QStringLiteral("• “” (Codex, ): …a snippet…\n• “Short” (Pi, ): text"));
-    EXPECT_EQ(SearchChatsTool::report(QStringLiteral("  Odd “query” "), {}),
-              QStringLiteral("No conversations mention “  Odd “query” ”."));
+    // 69 letters, then a letter with a combining accent: one character of two code units.
+    const QString title = QString(69, u'a') + u"e\u0301 and more"_s;
+    const QString twoHoursAgo =
+        QDateTime::currentDateTimeUtc().addSecs(-7200).toString(Qt::ISODate);
+    const ChatIndex::Hit dated{u"Claude Code"_s, title,     std::nullopt, u"s"_s,
+                               u"/p.jsonl"_s,    u"user"_s, twoHoursAgo,  u"…a snippet…"_s};
+    const ChatIndex::Hit undated{u"Pi"_s,       QString(), std::nullopt,   u"t"_s,
+                                 u"/q.jsonl"_s, u"user"_s, u"yesterday"_s, u"text"_s};
+    EXPECT_EQ(SearchChatsTool::report(u"x y"_s, {dated, undated}),
+              u"• “"_s + QString(69, u'a') +
+                  u"e\u0301” (Claude Code, 2 hr. ago): …a snippet…\n• “” (Pi, ): text"_s);
 
-    const LookupItem withoutBody{QStringLiteral("d"), QStringLiteral("Notes"), std::nullopt,
-                                 std::nullopt, std::nullopt};
-    EXPECT_EQ(SearchLibraryTool::report(QStringLiteral("x"), {withoutBody}),
-              QStringLiteral("• “Notes”: "));
-    EXPECT_EQ(SearchLibraryTool::report(QStringLiteral("x"), {}),
-              QStringLiteral("No library documents mention “x”."));
+    const LookupItem withoutBody{u"d"_s, u"Notes"_s, std::nullopt, std::nullopt, std::nullopt};
+    EXPECT_EQ(SearchLibraryTool::report(u"x"_s, {withoutBody}), u"• “Notes”: "_s);
 }
 
 } // namespace

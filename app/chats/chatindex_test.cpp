@@ -294,21 +294,6 @@ TEST_F(ChatIndexTest, SessionFallsBackToTheFileNameAndMetaCarriesOver)
     EXPECT_EQ(later[0].timestamp, u"2026-01-01T00:00:00Z"_s);
 }
 
-TEST_F(ChatIndexTest, ProgressAfterEveryTwentiethChangedFileAndAtTheEnd)
-{
-    for (int i = 0; i < 45; ++i)
-        claude(u"f%1.jsonl"_s.arg(i), bytes(claudeLine("user", "word")));
-    QList<ChatIndex::Stats> seen;
-    const ChatIndex::Stats final =
-        index->update([&](const ChatIndex::Stats& s) { seen.append(s); });
-    ASSERT_EQ(seen.size(), 3);
-    EXPECT_EQ(seen[0].changedFiles, 20);
-    EXPECT_EQ(seen[0].seconds, 0);
-    EXPECT_EQ(seen[1].changedFiles, 40);
-    EXPECT_EQ(seen[2], final);
-    EXPECT_EQ(final.changedFiles, 45);
-}
-
 TEST_F(ChatIndexTest, AnotherProcessWritingDefersThePassInsteadOfStallingIt)
 {
     for (int i = 0; i < 5; ++i)

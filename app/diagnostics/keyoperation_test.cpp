@@ -1,199 +1,32 @@
-#include "keychain.h"
 #include "keyoperation.h"
 #include "memorysecretstore.h"
-#include "temphome.h"
+#include "scopedenvironment.h"
 
-#include <QDirIterator>
-#include <QJsonDocument>
-#include <QProcess>
-#include <QTemporaryDir>
 #include <gtest/gtest.h>
 
 using namespace Qt::Literals::StringLiterals;
 
 namespace {
 
-// Storing, replacing, deleting and a missing keyring run against a real keyring below.
+// Storing, replacing, deleting and a missing keyring run against a real keyring in
+// tests/e2e/keyring_test.cpp.
 TEST(KeyOperationTest, StoresQuietlyAndAKeyInTheAccountsVariableCountsAsStored)
 {
-    const QByteArray savedKey = qgetenv("LOOKUP_KEY");
-    const QByteArray savedOpenAI = qgetenv("LOOKUP_OPENAI_KEY");
+    ScopedEnvironment environment{{"LOOKUP_KEY", "sk-one"}, {"LOOKUP_OPENAI_KEY", std::nullopt}};
     MemorySecretStore keyring;
     SecretStore::setStandard(&keyring);
-    qputenv("LOOKUP_KEY", "sk-one");
-    qunsetenv("LOOKUP_OPENAI_KEY");
     ::testing::internal::CaptureStderr();
     EXPECT_EQ(KeyOperation::setKey(u"openai"_s),
               QJsonObject({{"account", "openai"}, {"stored", true}}));
     EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
     EXPECT_EQ(keyring.get(u"openai"_s), u"sk-one"_s);
 
-    qunsetenv("LOOKUP_KEY");
-    qputenv("LOOKUP_OPENAI_KEY", "sk-env");
+    environment.set("LOOKUP_KEY", std::nullopt);
+    environment.set("LOOKUP_OPENAI_KEY", "sk-env");
     EXPECT_EQ(KeyOperation::setKey(u"openai"_s).value("stored"), true);
     EXPECT_EQ(keyring.get(u"openai"_s), std::nullopt);
 
     SecretStore::setStandard(nullptr);
-    for (const auto& [name, value] :
-         {std::pair{"LOOKUP_KEY", savedKey}, std::pair{"LOOKUP_OPENAI_KEY", savedOpenAI}}) {
-        if (value.isNull())
-            qunsetenv(name);
-        else
-            qputenv(name, value);
-    }
-}
-
-// The executable against a real Secret Service: a GNOME keyring daemon on a private session
-// bus, its login keyring unlocked with a password and kept in the temporary home.
-class KeyringTest : public ::testing::Test {
-protected:
-    struct Result {
-        int exitCode = -1;
-        QByteArray out;
-        QByteArray err;
-    };
-
-    QProcessEnvironment environment(const std::optional<QByteArray>& key) const
-    {
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        for (const char* name : {"LOOKUP_KEY", "LOOKUP_OPENAI_KEY", "LOOKUP_ANTHROPIC_KEY",
-                                 "DBUS_SESSION_BUS_ADDRESS", "DISPLAY", "WAYLAND_DISPLAY"})
-            env.remove(QString::fromLatin1(name));
-        env.insert(u"XDG_RUNTIME_DIR"_s, runtime.path());
-        if (key)
-            env.insert(u"LOOKUP_KEY"_s, QString::fromUtf8(*key));
-        return env;
-    }
-
-    static Result run(const QString& program, const QStringList& arguments,
-                      const QProcessEnvironment& env)
-    {
-        QProcess process;
-        process.setProcessEnvironment(env);
-        process.start(program, arguments);
-        if (!process.waitForFinished(60000)) {
-            process.kill();
-            process.waitForFinished();
-        }
-        return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
-                process.readAllStandardOutput(), process.readAllStandardError()};
-    }
-
-    // Runs `command` inside a fresh session bus with the keyring daemon up and unlocked.
-    Result inKeyring(const QStringList& command, const std::optional<QByteArray>& key = {}) const
-    {
-        static const QString script = QStringLiteral(
-            "printf peekwell-test | gnome-keyring-daemon --unlock --components=secrets >/dev/null "
-            "|| exit 97\n"
-            "for i in $(seq 100); do\n"
-            "  dbus-send --session --print-reply --dest=org.freedesktop.DBus /org/freedesktop/DBus "
-            "org.freedesktop.DBus.NameHasOwner string:org.freedesktop.secrets | grep -q 'boolean "
-            "true' && exec \"$@\"\n"
-            "  sleep 0.05\n"
-            "done\n"
-            "exit 98\n");
-        return run(u"dbus-run-session"_s,
-                   QStringList{u"--"_s, u"bash"_s, u"-c"_s, script, u"keyring"_s} + command,
-                   environment(key));
-    }
-
-    Result setKey(const QString& account, const std::optional<QByteArray>& key) const
-    {
-        return inKeyring({QStringLiteral(PEEKWELL_EXECUTABLE), u"--set-key"_s, account}, key);
-    }
-
-    // What `secret-tool` finds under the program's service for the account.
-    std::optional<QByteArray> lookup(const QString& account) const
-    {
-        const Result found = inKeyring(
-            {u"secret-tool"_s, u"lookup"_s, u"service"_s, u"peekwell"_s, u"account"_s, account});
-        EXPECT_NE(found.exitCode, 97) << "gnome-keyring-daemon could not start";
-        EXPECT_NE(found.exitCode, 98) << "the keyring never appeared on the bus";
-        if (found.exitCode != 0)
-            return std::nullopt;
-        return found.out;
-    }
-
-    static QJsonObject report(const Result& result)
-    {
-        return QJsonDocument::fromJson(result.out).object();
-    }
-
-    // True when no file under the home holds the text (the keyring's own files are
-    // encrypted, so a key found in clear would be a leak).
-    bool homeLacks(const QByteArray& text) const
-    {
-        QDirIterator files(home.path(), QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
-        while (files.hasNext()) {
-            QFile file(files.next());
-            if (file.open(QIODevice::ReadOnly) && file.readAll().contains(text)) {
-                ADD_FAILURE() << "found in " << file.fileName().toStdString();
-                return false;
-            }
-        }
-        return true;
-    }
-
-    TempHome home;
-    QTemporaryDir runtime;
-};
-
-TEST_F(KeyringTest, SetKeyStoresReadsBackReplacesAndDeletesInTheDesktopKeyring)
-{
-    const Result first = setKey(u"openai"_s, "sk-live-one");
-    ASSERT_EQ(first.exitCode, 0) << first.err.toStdString();
-    EXPECT_EQ(report(first), QJsonObject({{"account", "openai"}, {"stored", true}}))
-        << first.out.toStdString();
-    EXPECT_EQ(lookup(u"openai"_s), QByteArray("sk-live-one"));
-    EXPECT_FALSE(first.out.contains("sk-live") || first.err.contains("sk-live"));
-
-    ASSERT_EQ(setKey(u"anthropic"_s, "sk-ant-keep").exitCode, 0);
-    const Result replaced = setKey(u"openai"_s, "sk-live-two");
-    EXPECT_EQ(report(replaced).value("stored"), true);
-    EXPECT_EQ(lookup(u"openai"_s), QByteArray("sk-live-two"));
-
-    const Result deleted = setKey(u"openai"_s, std::nullopt);
-    EXPECT_EQ(deleted.exitCode, 0);
-    EXPECT_EQ(report(deleted), QJsonObject({{"account", "openai"}, {"stored", false}}));
-    EXPECT_EQ(lookup(u"openai"_s), std::nullopt);
-    EXPECT_EQ(lookup(u"anthropic"_s), QByteArray("sk-ant-keep")) << "other accounts stay";
-
-    EXPECT_EQ(report(setKey(u"anthropic"_s, "")).value("stored"), false);
-    EXPECT_EQ(lookup(u"anthropic"_s), std::nullopt);
-
-    // The report file is there, and no key was written anywhere in clear.
-    QFile file(home.path() + u"/.local/state/peekwell/logs/keys.json"_s);
-    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
-    EXPECT_EQ(QJsonDocument::fromJson(file.readAll()).object(),
-              QJsonObject({{"account", "anthropic"}, {"stored", false}}));
-    EXPECT_TRUE(homeLacks("sk-live-one"));
-    EXPECT_TRUE(homeLacks("sk-ant-keep"));
-}
-
-TEST_F(KeyringTest, WithoutAUsableKeyringSetKeyReportsNotStoredAndSaysWhyInOneLine)
-{
-    const QString peekwell = QStringLiteral(PEEKWELL_EXECUTABLE);
-    const struct {
-        QString program;
-        QStringList arguments;
-        const char* says;
-    } cases[] = {
-        {peekwell, {"--set-key", "openai"}, "no keyring is available"},
-        // The bus starts the keyring daemon on demand, but no login keyring exists and no one
-        // can answer its password prompt.
-        {"dbus-run-session",
-         {"--", peekwell, "--set-key", "openai"},
-         "peekwell: the keyring did not store the key (is it locked?)\n"},
-    };
-    for (const auto& c : cases) {
-        const Result result = run(c.program, c.arguments, environment(QByteArray("sk-nowhere")));
-        EXPECT_EQ(result.exitCode, 0) << result.err.toStdString();
-        EXPECT_EQ(report(result), QJsonObject({{"account", "openai"}, {"stored", false}}));
-        if (c.program == peekwell) // the bus daemon adds its own lines in the other case
-            EXPECT_EQ(result.err.trimmed().count('\n'), 0) << result.err.toStdString();
-        EXPECT_TRUE(result.err.contains(c.says)) << result.err.toStdString();
-        EXPECT_FALSE(result.err.contains("sk-nowhere") || result.out.contains("sk-nowhere"));
-    }
 }
 
 } // namespace

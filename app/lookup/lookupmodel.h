@@ -77,7 +77,6 @@ public:
     // Stops every source: their time-outs stop and their streams are cancelled. A tab still
     // running ends at once with what it has: done with items, empty without.
     void cancelTasks();
-    qsizetype taskCount() const { return m_runs.size(); }
 
 Q_SIGNALS:
     // Emitted after every write of the tabs or of the selection.

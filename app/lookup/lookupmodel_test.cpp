@@ -8,19 +8,21 @@
 #include <QThread>
 #include <gtest/gtest.h>
 
+using namespace Qt::Literals::StringLiterals;
+
 using namespace std::chrono_literals;
 using S = ScriptedBackend;
 
 namespace {
 
-const LookupQuery kQuery{QStringLiteral("word"), QStringLiteral("A word here."), std::nullopt};
+const LookupQuery kQuery{u"word"_s, u"A word here."_s, std::nullopt};
 
 QString phaseOf(const LookupModel& model, const QString& id)
 {
     for (const auto& tab : model.tabs())
         if (tab.id == id)
             return tab.phase.reportText();
-    return QStringLiteral("<no tab>");
+    return u"<no tab>"_s;
 }
 
 const LookupModel::Tab& tab(const LookupModel& model, const QString& id)
@@ -42,86 +44,83 @@ TEST(LookupModelTest, NoSourcesIsFinishedAtOnceWithAnEmptyReport)
     model.waitUntilFinished(5);
     EXPECT_LT(clock.elapsed(), 1000);
     const QJsonObject report = model.report();
-    EXPECT_EQ(report.keys(), (QStringList{QStringLiteral("context"), QStringLiteral("selected"),
-                                          QStringLiteral("tabs"), QStringLiteral("term")}));
-    EXPECT_TRUE(report[QStringLiteral("tabs")].toArray().isEmpty());
-    EXPECT_EQ(report[QStringLiteral("context")].toString(), QStringLiteral("A word here."));
+    EXPECT_EQ(report.keys(), (QStringList{u"context"_s, u"selected"_s, u"tabs"_s, u"term"_s}));
+    EXPECT_TRUE(report[u"tabs"_s].toArray().isEmpty());
+    EXPECT_EQ(report[u"context"_s].toString(), u"A word here."_s);
 }
 
 TEST(LookupModelTest, TabsStartLoadingInSourceOrderWithTheFirstSelected)
 {
-    LookupModel model(kQuery, {scripted(QStringLiteral("b"), 5, {S::hang()}),
-                               scripted(QStringLiteral("a"), 5, {S::hang()})});
+    LookupModel model(kQuery, {scripted(u"b"_s, 5, {S::hang()}), scripted(u"a"_s, 5, {S::hang()})});
     ASSERT_EQ(model.tabs().size(), 2);
-    EXPECT_EQ(model.tabs()[0].id, QStringLiteral("b"));
-    EXPECT_EQ(model.tabs()[0].title, QStringLiteral("B"));
-    EXPECT_EQ(model.tabs()[1].id, QStringLiteral("a"));
+    EXPECT_EQ(model.tabs()[0].id, u"b"_s);
+    EXPECT_EQ(model.tabs()[0].title, u"B"_s);
+    EXPECT_EQ(model.tabs()[1].id, u"a"_s);
     EXPECT_EQ(model.tabs()[0].phase, LookupModel::Phase::Loading);
-    EXPECT_EQ(model.selected(), QStringLiteral("b"));
+    EXPECT_EQ(model.selected(), u"b"_s);
     EXPECT_FALSE(model.isFinished());
-    EXPECT_EQ(model.taskCount(), 2);
 }
 
-TEST(LookupModelTest, YieldThenFinishIsDoneWithBothTimings)
+// How a source's script ends its tab: the phase as reported, the items that stay and when the
+// first list with items came.
+TEST(LookupModelTest, EachWayASourceEndsGivesItsPhaseItemsAndTimings)
 {
-    LookupModel model(kQuery,
-                      {scripted(QStringLiteral("s"), 5,
-                                {S::wait(30ms), S::yield(S::items({QStringLiteral("x")}))})});
-    model.waitUntilFinished(5);
-    const auto& t = tab(model, QStringLiteral("s"));
-    EXPECT_EQ(t.phase, LookupModel::Phase::Done);
-    ASSERT_TRUE(t.firstMs && t.doneMs);
-    EXPECT_LE(*t.firstMs, *t.doneMs);
-    EXPECT_GE(*t.firstMs, 25);
-    EXPECT_EQ(t.items.size(), 1);
-}
-
-TEST(LookupModelTest, LaterListsReplaceEarlierOnes)
-{
-    LookupModel model(kQuery,
-                      {scripted(QStringLiteral("s"), 5,
-                                {S::yield(S::items({QStringLiteral("a"), QStringLiteral("b")})),
-                                 S::wait(20ms), S::yield(S::items({QStringLiteral("c")}))})});
-    model.waitUntilFinished(5);
-    const auto& t = tab(model, QStringLiteral("s"));
-    ASSERT_EQ(t.items.size(), 1);
-    EXPECT_EQ(t.items[0].id, QStringLiteral("c"));
-}
-
-TEST(LookupModelTest, OnlyEmptyListsEndEmptyWithoutFirstMs)
-{
-    LookupModel model(
-        kQuery, {scripted(QStringLiteral("s"), 5, {S::yield({}), S::wait(10ms), S::yield({})})});
-    model.waitUntilFinished(5);
-    const auto& t = tab(model, QStringLiteral("s"));
-    EXPECT_EQ(t.phase, LookupModel::Phase::Empty);
-    EXPECT_FALSE(t.firstMs);
-    EXPECT_TRUE(t.doneMs);
-}
-
-TEST(LookupModelTest, ThrownErrorFailsTheTabAndKeepsItsItems)
-{
-    LookupModel model(kQuery, {scripted(QStringLiteral("s"), 5,
-                                        {S::yield(S::items({QStringLiteral("kept")})),
-                                         S::fail(QStringLiteral("Wikipedia returned 500"))})});
-    model.waitUntilFinished(5);
-    const auto& t = tab(model, QStringLiteral("s"));
-    EXPECT_EQ(t.phase, LookupModel::Phase::failed(QStringLiteral("Wikipedia returned 500")));
-    EXPECT_EQ(t.items.size(), 1);
-    EXPECT_EQ(
-        model.report()[QStringLiteral("tabs")].toArray()[0].toObject()[QStringLiteral("phase")],
-        QStringLiteral("failed: Wikipedia returned 500"));
+    const struct {
+        const char* name;
+        double timeout;
+        std::vector<S::Step> steps;
+        QString phase;
+        QStringList items;
+        std::optional<qint64> firstMsAtLeast; // none: no list with items came
+    } cases[] = {
+        {"done", 5, {S::wait(30ms), S::yield(S::items({"x"}))}, "done", {"x"}, 25},
+        {"later lists replace earlier ones",
+         5,
+         {S::yield(S::items({"a", "b"})), S::wait(20ms), S::yield(S::items({"c"}))},
+         "done",
+         {"c"},
+         0},
+        {"only empty lists", 5, {S::yield({}), S::wait(10ms), S::yield({})}, "empty", {}, {}},
+        {"a thrown error keeps the items",
+         5,
+         {S::yield(S::items({"kept"})), S::fail("Wikipedia returned 500")},
+         "failed: Wikipedia returned 500",
+         {"kept"},
+         0},
+        {"a time-out counts whole seconds",
+         1.9,
+         {S::hang()},
+         "failed: No answer after 1 s",
+         {},
+         {}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        LookupModel model(kQuery, {scripted(u"s"_s, c.timeout, c.steps)});
+        model.waitUntilFinished(5);
+        const auto& t = tab(model, u"s"_s);
+        EXPECT_EQ(model.report()[u"tabs"_s][0][u"phase"_s], c.phase);
+        QStringList ids;
+        for (const LookupItem& item : t.items)
+            ids.append(item.id);
+        EXPECT_EQ(ids, c.items);
+        ASSERT_TRUE(t.doneMs);
+        EXPECT_EQ(t.firstMs.has_value(), c.firstMsAtLeast.has_value());
+        if (t.firstMs && c.firstMsAtLeast) {
+            EXPECT_GE(*t.firstMs, *c.firstMsAtLeast) << "counted from the start of the lookup";
+            EXPECT_LE(*t.firstMs, *t.doneMs);
+        }
+    }
 }
 
 TEST(LookupModelTest, HangingSourceTimesOutWithTheTruncatedSecondsAndIsCancelled)
 {
-    auto hanging = scripted(QStringLiteral("chats"), 0.3,
-                            {S::yield(S::items({QStringLiteral("x")})), S::hang()});
+    auto hanging = scripted(u"chats"_s, 0.3, {S::yield(S::items({u"x"_s})), S::hang()});
     auto probe = std::static_pointer_cast<const ScriptedBackend>(hanging)->probe();
     LookupModel model(kQuery, {hanging});
     model.waitUntilFinished(5);
-    const auto& t = tab(model, QStringLiteral("chats"));
-    EXPECT_EQ(t.phase, LookupModel::Phase::failed(QStringLiteral("No answer after 0 s")));
+    const auto& t = tab(model, u"chats"_s);
+    EXPECT_EQ(t.phase, LookupModel::Phase::failed(u"No answer after 0 s"_s));
     EXPECT_EQ(t.items.size(), 1) << "items received before the time-out stay";
     ASSERT_TRUE(t.doneMs);
     EXPECT_GE(*t.doneMs, 290);
@@ -130,90 +129,74 @@ TEST(LookupModelTest, HangingSourceTimesOutWithTheTruncatedSecondsAndIsCancelled
         << "the time-out must stop the producer";
 }
 
-TEST(LookupModelTest, TimeOutMessageCountsWholeSeconds)
-{
-    LookupModel model(kQuery, {scripted(QStringLiteral("s"), 1.9, {S::hang()})});
-    model.waitUntilFinished(5);
-    EXPECT_EQ(phaseOf(model, QStringLiteral("s")), QStringLiteral("failed: No answer after 1 s"));
-}
-
 TEST(LookupModelTest, FirstTabEndingEmptyMovesToTheFirstTabWithItems)
 {
-    LookupModel model(kQuery, {scripted(QStringLiteral("a"), 5, {S::wait(150ms)}),
-                               scripted(QStringLiteral("b"), 5, {S::hang()}),
-                               scripted(QStringLiteral("c"), 5,
-                                        {S::yield(S::items({QStringLiteral("x")})), S::hang()})});
-    ASSERT_TRUE(spinUntil([&] { return !tab(model, QStringLiteral("c")).items.isEmpty(); }));
-    EXPECT_EQ(model.selected(), QStringLiteral("a"))
-        << "a streaming update never moves the selection";
-    ASSERT_TRUE(spinUntil([&] { return !tab(model, QStringLiteral("a")).phase.isRunning(); }));
-    EXPECT_EQ(phaseOf(model, QStringLiteral("a")), QStringLiteral("empty"));
-    EXPECT_EQ(model.selected(), QStringLiteral("c"));
+    LookupModel model(kQuery,
+                      {scripted(u"a"_s, 5, {S::wait(150ms)}), scripted(u"b"_s, 5, {S::hang()}),
+                       scripted(u"c"_s, 5, {S::yield(S::items({u"x"_s})), S::hang()})});
+    ASSERT_TRUE(spinUntil([&] { return !tab(model, u"c"_s).items.isEmpty(); }));
+    EXPECT_EQ(model.selected(), u"a"_s) << "a streaming update never moves the selection";
+    ASSERT_TRUE(spinUntil([&] { return !tab(model, u"a"_s).phase.isRunning(); }));
+    EXPECT_EQ(phaseOf(model, u"a"_s), u"empty"_s);
+    EXPECT_EQ(model.selected(), u"c"_s);
     model.cancelTasks();
 }
 
 TEST(LookupModelTest, SelectionStaysUntilATabWithItemsEnds)
 {
     LookupModel model(kQuery,
-                      {scripted(QStringLiteral("a"), 5, {}),
-                       scripted(QStringLiteral("b"), 5,
-                                {S::wait(150ms), S::yield(S::items({QStringLiteral("x")}))})});
-    ASSERT_TRUE(spinUntil(
-        [&] { return tab(model, QStringLiteral("a")).phase == LookupModel::Phase::Empty; }));
-    EXPECT_EQ(model.selected(), QStringLiteral("a"));
+                      {scripted(u"a"_s, 5, {}),
+                       scripted(u"b"_s, 5, {S::wait(150ms), S::yield(S::items({u"x"_s}))})});
+    ASSERT_TRUE(spinUntil([&] { return tab(model, u"a"_s).phase == LookupModel::Phase::Empty; }));
+    EXPECT_EQ(model.selected(), u"a"_s);
     model.waitUntilFinished(5);
-    EXPECT_EQ(model.selected(), QStringLiteral("b"));
+    EXPECT_EQ(model.selected(), u"b"_s);
 }
 
 TEST(LookupModelTest, SelectedTabWithItemsKeepsTheSelection)
 {
-    LookupModel model(
-        kQuery,
-        {scripted(QStringLiteral("a"), 5,
-                  {S::yield(S::items({QStringLiteral("x")})), S::fail(QStringLiteral("no"))}),
-         scripted(QStringLiteral("b"), 5, {S::yield(S::items({QStringLiteral("y")}))})});
+    LookupModel model(kQuery,
+                      {scripted(u"a"_s, 5, {S::yield(S::items({u"x"_s})), S::fail(u"no"_s)}),
+                       scripted(u"b"_s, 5, {S::yield(S::items({u"y"_s}))})});
     model.waitUntilFinished(5);
-    EXPECT_EQ(model.selected(), QStringLiteral("a"));
+    EXPECT_EQ(model.selected(), u"a"_s);
 }
 
 TEST(LookupModelTest, AfterTheUserPicksATabTheSelectionNeverMovesByItself)
 {
-    LookupModel model(
-        kQuery, {scripted(QStringLiteral("a"), 5, {S::wait(100ms)}),
-                 scripted(QStringLiteral("b"), 5, {S::yield(S::items({QStringLiteral("x")}))}),
-                 scripted(QStringLiteral("c"), 5, {})});
+    LookupModel model(kQuery, {scripted(u"a"_s, 5, {S::wait(100ms)}),
+                               scripted(u"b"_s, 5, {S::yield(S::items({u"x"_s}))}),
+                               scripted(u"c"_s, 5, {})});
     QSignalSpy changes(&model, &LookupModel::changed);
-    model.pickTab(QStringLiteral("c"));
+    model.pickTab(u"c"_s);
     EXPECT_TRUE(model.userPicked());
     EXPECT_EQ(changes.count(), 1);
     model.waitUntilFinished(5);
-    EXPECT_EQ(model.selected(), QStringLiteral("c"));
+    EXPECT_EQ(model.selected(), u"c"_s);
 }
 
 TEST(LookupModelTest, CancellingTasksStopsEveryProducerAndEndsTheRunningTabs)
 {
-    auto first = scripted(QStringLiteral("a"), 30, {S::hang()});
-    auto second =
-        scripted(QStringLiteral("b"), 30, {S::yield(S::items({QStringLiteral("x")})), S::hang()});
+    auto first = scripted(u"a"_s, 30, {S::hang()});
+    auto second = scripted(u"b"_s, 30, {S::yield(S::items({u"x"_s})), S::hang()});
     auto p1 = std::static_pointer_cast<const ScriptedBackend>(first)->probe();
     auto p2 = std::static_pointer_cast<const ScriptedBackend>(second)->probe();
     LookupModel model(kQuery, {first, second});
-    ASSERT_TRUE(spinUntil(
-        [&] { return p1->running == 1 && !tab(model, QStringLiteral("b")).items.isEmpty(); }));
+    ASSERT_TRUE(spinUntil([&] { return p1->running == 1 && !tab(model, u"b"_s).items.isEmpty(); }));
     model.cancelTasks();
     EXPECT_TRUE(model.isFinished()) << "a closed panel's report must be final at once";
-    EXPECT_EQ(phaseOf(model, QStringLiteral("a")), QStringLiteral("empty"));
-    EXPECT_EQ(phaseOf(model, QStringLiteral("b")), QStringLiteral("done"));
+    EXPECT_EQ(phaseOf(model, u"a"_s), u"empty"_s);
+    EXPECT_EQ(phaseOf(model, u"b"_s), u"done"_s);
     EXPECT_TRUE(spinUntil([&] { return p1->running == 0 && p2->running == 0; }));
     EXPECT_EQ(p1->cancelled + p2->cancelled, 2);
     QCoreApplication::processEvents();
-    EXPECT_EQ(phaseOf(model, QStringLiteral("b")), QStringLiteral("done"))
+    EXPECT_EQ(phaseOf(model, u"b"_s), u"done"_s)
         << "nothing the cancelled producers still send reaches a tab";
 }
 
 TEST(LookupModelTest, WaitEndsAtItsDeadlineWhileSourcesRun)
 {
-    LookupModel model(kQuery, {scripted(QStringLiteral("a"), 30, {S::hang()})});
+    LookupModel model(kQuery, {scripted(u"a"_s, 30, {S::hang()})});
     QElapsedTimer clock;
     clock.start();
     model.waitUntilFinished(0.2);
@@ -224,21 +207,18 @@ TEST(LookupModelTest, WaitEndsAtItsDeadlineWhileSourcesRun)
 
 TEST(LookupModelTest, ReportFlattensItemsToThreeStrings)
 {
-    LookupItems items{LookupItem{QStringLiteral("1"), QStringLiteral("Title"), std::nullopt,
-                                 QStringLiteral("Body"), QUrl(QStringLiteral("https://x.org"))}};
-    LookupModel model(LookupQuery{QStringLiteral("t"), std::nullopt, QStringLiteral("App")},
-                      {scripted(QStringLiteral("s"), 5, {S::yield(items)})});
+    LookupItems items{
+        LookupItem{u"1"_s, u"Title"_s, std::nullopt, u"Body"_s, QUrl(u"https://x.org"_s)}};
+    LookupModel model(LookupQuery{u"t"_s, std::nullopt, u"App"_s},
+                      {scripted(u"s"_s, 5, {S::yield(items)})});
     model.waitUntilFinished(5);
     const QJsonObject report = model.report();
-    EXPECT_TRUE(report[QStringLiteral("context")].isNull());
-    EXPECT_EQ(report[QStringLiteral("selected")], QStringLiteral("s"));
-    const QJsonObject t = report[QStringLiteral("tabs")].toArray()[0].toObject();
-    EXPECT_EQ(t.keys(), (QStringList{QStringLiteral("doneMs"), QStringLiteral("firstMs"),
-                                     QStringLiteral("id"), QStringLiteral("items"),
-                                     QStringLiteral("phase")}));
-    EXPECT_EQ(t[QStringLiteral("items")].toArray()[0].toArray(),
-              (QJsonArray{QStringLiteral("Title"), QString(), QStringLiteral("Body")}));
-    EXPECT_TRUE(t[QStringLiteral("firstMs")].isDouble());
+    EXPECT_TRUE(report[u"context"_s].isNull());
+    EXPECT_EQ(report[u"selected"_s], u"s"_s);
+    const QJsonObject t = report[u"tabs"_s].toArray()[0].toObject();
+    EXPECT_EQ(t.keys(), (QStringList{u"doneMs"_s, u"firstMs"_s, u"id"_s, u"items"_s, u"phase"_s}));
+    EXPECT_EQ(t[u"items"_s].toArray()[0].toArray(), (QJsonArray{u"Title"_s, QString(), u"Body"_s}));
+    EXPECT_TRUE(t[u"firstMs"_s].isDouble());
 }
 
 TEST(LookupModelTest, ManySourcesStreamingAtOnceEachKeepTheirOwnOrder)
@@ -247,8 +227,8 @@ TEST(LookupModelTest, ManySourcesStreamingAtOnceEachKeepTheirOwnOrder)
     for (int s = 0; s < 6; ++s) {
         std::vector<S::Step> steps;
         for (int i = 0; i < 40; ++i)
-            steps.push_back(S::yield(S::items({QStringLiteral("%1-%2").arg(s).arg(i)})));
-        backends.append(scripted(QStringLiteral("s%1").arg(s), 10, steps));
+            steps.push_back(S::yield(S::items({u"%1-%2"_s.arg(s).arg(i)})));
+        backends.append(scripted(u"s%1"_s.arg(s), 10, steps));
     }
     LookupModel model(kQuery, backends);
     QStringList lastSeen(6);
@@ -269,7 +249,7 @@ TEST(LookupModelTest, ManySourcesStreamingAtOnceEachKeepTheirOwnOrder)
     EXPECT_TRUE(ordered);
     for (const auto& t : model.tabs()) {
         EXPECT_EQ(t.phase, LookupModel::Phase::Done);
-        EXPECT_TRUE(t.items[0].id.endsWith(QStringLiteral("-39")));
+        EXPECT_TRUE(t.items[0].id.endsWith(u"-39"_s));
     }
 }
 

@@ -1,9 +1,10 @@
-#include "backenderror.h"
 #include "lookupstream.h"
 
 #include <QThread>
 #include <atomic>
 #include <gtest/gtest.h>
+
+using namespace Qt::Literals::StringLiterals;
 
 using namespace std::chrono_literals;
 
@@ -14,43 +15,6 @@ LookupItems list(const QString& id)
     return {LookupItem{id, id, std::nullopt, std::nullopt, std::nullopt}};
 }
 
-TEST(LookupStreamTest, ProducerWithoutYieldEndsNormallyWithNothing)
-{
-    LookupStream stream = LookupStream::start([](StreamContext&) {});
-    EXPECT_TRUE(stream.waitForAll().isEmpty());
-    EXPECT_EQ(stream.error(), nullptr);
-}
-
-TEST(LookupStreamTest, EveryListArrivesInOrder)
-{
-    LookupStream stream = LookupStream::start([](StreamContext& context) {
-        for (int i = 0; i < 500; ++i)
-            context.yield(list(QString::number(i)));
-    });
-    const QList<LookupItems> all = stream.waitForAll();
-    ASSERT_EQ(all.size(), 500);
-    for (int i = 0; i < 500; ++i)
-        EXPECT_EQ(all[i].first().id, QString::number(i));
-}
-
-TEST(LookupStreamTest, YieldedListsSurviveALaterError)
-{
-    LookupStream stream = LookupStream::start([](StreamContext& context) {
-        context.yield(list(QStringLiteral("a")));
-        throw BackendError(QStringLiteral("broke"));
-    });
-    QFuture<LookupItems> future = stream.future();
-    future.waitForFinished();
-    EXPECT_EQ(future.resultCount(), 1);
-    EXPECT_EQ(future.resultAt(0), list(QStringLiteral("a")));
-    try {
-        stream.waitForAll();
-        FAIL() << "the error must come out";
-    } catch (const BackendError& error) {
-        EXPECT_EQ(error.localizedDescription(), QStringLiteral("broke"));
-    }
-}
-
 TEST(LookupStreamTest, ConsumerCancellationReachesTheWaitingProducer)
 {
     std::atomic<bool> sawCancel{false};
@@ -59,7 +23,7 @@ TEST(LookupStreamTest, ConsumerCancellationReachesTheWaitingProducer)
         started = true;
         if (!context.sleepFor(30s))
             sawCancel = true;
-        context.yield(list(QStringLiteral("late")));
+        context.yield(list(u"late"_s));
     });
     while (!started)
         QThread::msleep(1);

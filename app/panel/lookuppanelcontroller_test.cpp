@@ -5,11 +5,8 @@
 
 #include <QClipboard>
 #include <QDesktopServices>
-#include <QElapsedTimer>
 #include <QGuiApplication>
 #include <QPointer>
-#include <QTest>
-#include <QThread>
 #include <gtest/gtest.h>
 
 using namespace Qt::Literals::StringLiterals;
@@ -120,18 +117,6 @@ TEST_F(PanelControllerTest, CloseIsSafeTwiceAndCancelsTheLookup)
     // The caller's model outlives the panel, with its source stopped.
     EXPECT_EQ(model->query().term, u"word"_s);
     EXPECT_TRUE(spinUntil([&] { return source->probe()->cancelled == 1; }));
-}
-
-TEST_F(PanelControllerTest, EscapeClosesThePanelAndOtherKeysDoNot)
-{
-    controller.show(query, QPointF(100, 100), {});
-    LookupPanel* panel = controller.panel();
-    ASSERT_TRUE(panel);
-    QTest::keyClick(panel, Qt::Key_A);
-    QCoreApplication::processEvents();
-    EXPECT_TRUE(controller.panel());
-    QTest::keyClick(panel, Qt::Key_Escape);
-    EXPECT_TRUE(spinUntil([&] { return controller.panel() == nullptr; }));
 }
 
 TEST_F(PanelControllerTest, OpeningAnyOtherUrlHandsItToTheDesktopAndCloses)

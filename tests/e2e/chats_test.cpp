@@ -198,7 +198,7 @@ TEST(ChatsEndToEndTest, IndexThenSearchWithReports)
 {
     TempHome home;
     Corpus corpus(home.path());
-    for (int i = 0; i < 25; ++i)
+    for (int i = 0; i < 43; ++i)
         corpus.addClaude(10);
     corpus.addCodex(10);
     // A transcript whose session id would run a command if it were pasted unquoted.
@@ -211,19 +211,22 @@ TEST(ChatsEndToEndTest, IndexThenSearchWithReports)
     ASSERT_FALSE(run.crashed);
     EXPECT_EQ(run.exitCode, 0);
     QJsonObject report = json(run.out);
-    EXPECT_EQ(report.value(u"files"_s).toInt(), 27);
-    EXPECT_EQ(report.value(u"changedFiles"_s).toInt(), 27);
-    EXPECT_GT(report.value(u"messages"_s).toInt(), 27 * 5);
+    EXPECT_EQ(report.value(u"files"_s).toInt(), 45);
+    EXPECT_EQ(report.value(u"changedFiles"_s).toInt(), 45);
+    EXPECT_GT(report.value(u"messages"_s).toInt(), 45 * 5);
     EXPECT_EQ(report.value(u"db"_s).toString(),
               home.path() + u"/.local/share/peekwell/chats.sqlite"_s);
     EXPECT_TRUE(report.value(u"seconds"_s).isDouble());
     EXPECT_TRUE(report.contains(u"mbRead"_s));
-    // Progress after 20 changed files and at the end.
-    const QList<QByteArray> progress = run.err.trimmed().split('\n');
-    ASSERT_GE(progress.size(), 2) << run.err.constData();
-    EXPECT_TRUE(progress[progress.size() - 2].startsWith("20 files, "));
-    EXPECT_TRUE(progress.last().startsWith("27 files, ")) << progress.last().constData();
-    EXPECT_TRUE(progress.last().endsWith(" MB"));
+    // Progress after every twentieth changed file and at the end.
+    QList<QByteArray> progress = run.err.trimmed().split('\n');
+    progress.removeIf([](const QByteArray& line) { return !line.contains(" files, "); });
+    ASSERT_EQ(progress.size(), 3) << run.err.constData();
+    for (int i = 0; i < 3; ++i)
+        EXPECT_TRUE(
+            progress[i].startsWith(QByteArray::number(i < 2 ? 20 * (i + 1) : 45) + " files, ") &&
+            progress[i].endsWith(" MB"))
+            << progress[i].constData();
     QFile file(home.path() + u"/.local/state/peekwell/logs/index.json"_s);
     ASSERT_TRUE(file.open(QIODevice::ReadOnly));
     EXPECT_EQ(file.readAll() + '\n', run.out);

@@ -1,6 +1,5 @@
 #include "httptestserver.h"
 
-#include <QCoreApplication>
 #include <QEventLoop>
 #include <QHostAddress>
 #include <QJsonArray>
@@ -58,13 +57,6 @@ Reply Reply::json(const QJsonValue& value, int status)
     return text(status, body, "application/json");
 }
 
-Reply Reply::redirect(QByteArray location, int status)
-{
-    Reply reply = text(status, {});
-    reply.m_headers.append({"Location", std::move(location)});
-    return reply;
-}
-
 Reply Reply::stream(int status, QByteArray contentType)
 {
     Reply reply = text(status, {}, std::move(contentType));
@@ -90,12 +82,6 @@ Reply Reply::raw(QByteArray bytes)
 Reply& Reply::header(QByteArray name, QByteArray value)
 {
     m_headers.append({std::move(name), std::move(value)});
-    return *this;
-}
-
-Reply& Reply::delay(std::chrono::milliseconds wait)
-{
-    m_delay = wait;
     return *this;
 }
 
@@ -140,7 +126,6 @@ struct HttpTestServer::State {
     int closedByClient = 0;
     quint16 port = 0;
     bool listening = false; // the server thread has set up (port 0: it could not listen)
-    bool stopping = false;
 
     Handler handlerFor(const QByteArray& path) const
     {
@@ -160,11 +145,6 @@ struct HttpTestServer::State {
         std::unique_lock lock(mutex);
         return changed.wait_for(lock, limit, done);
     }
-    bool isStopping() const
-    {
-        std::lock_guard lock(mutex);
-        return stopping;
-    }
 };
 
 // --- One connection -----------------------------------------------------------------------
@@ -177,32 +157,6 @@ struct Action {
     QByteArray bytes;
     std::chrono::milliseconds wait{0};
 };
-
-const char* reasonPhrase(int status)
-{
-    switch (status) {
-    case 200:
-        return "OK";
-    case 301:
-        return "Moved Permanently";
-    case 302:
-        return "Found";
-    case 307:
-        return "Temporary Redirect";
-    case 308:
-        return "Permanent Redirect";
-    case 400:
-        return "Bad Request";
-    case 404:
-        return "Not Found";
-    case 500:
-        return "Internal Server Error";
-    case 503:
-        return "Service Unavailable";
-    default:
-        return "Status";
-    }
-}
 
 } // namespace
 
@@ -274,8 +228,6 @@ private:
     {
         using Shape = Reply::Shape;
         using End = Reply::End;
-        if (reply.m_delay > 0ms)
-            m_actions.push_back({Action::Wait, {}, reply.m_delay});
         if (reply.m_shape == Shape::Silent) {
             m_actions.push_back({Action::Hang, {}, 0ms});
             return;
@@ -285,8 +237,8 @@ private:
             m_actions.push_back({Action::Close, {}, 0ms});
             return;
         }
-        QByteArray head = "HTTP/1.1 " + QByteArray::number(reply.m_status) + ' ' +
-                          reasonPhrase(reply.m_status) + "\r\n";
+        // The reason phrase may be empty; clients read only the code.
+        QByteArray head = "HTTP/1.1 " + QByteArray::number(reply.m_status) + " \r\n";
         for (const auto& [name, value] : reply.m_headers)
             head += name + ": " + value + "\r\n";
         if (reply.m_shape == Shape::Fixed) {
@@ -404,14 +356,7 @@ HttpTestServer::HttpTestServer() : m_state(std::make_shared<State>())
         });
         if (port == 0)
             return;
-        QEventLoop loop;
-        QTimer stopCheck;
-        QObject::connect(&stopCheck, &QTimer::timeout, &loop, [&] {
-            if (state->isStopping())
-                loop.quit();
-        });
-        stopCheck.start(10);
-        loop.exec();
+        QEventLoop().exec(); // until the destructor quits the thread
         core.shutDown();
     }));
     m_thread->setObjectName(QStringLiteral("HttpTestServer"));
@@ -426,7 +371,7 @@ HttpTestServer::HttpTestServer() : m_state(std::make_shared<State>())
 
 HttpTestServer::~HttpTestServer()
 {
-    m_state->update([this] { m_state->stopping = true; });
+    m_thread->quit();
     m_thread->wait();
 }
 

@@ -50,8 +50,6 @@ public:
                           QByteArray contentType = "text/plain; charset=utf-8");
         // An object or array, serialised compactly, as application/json.
         static Reply json(const QJsonValue& value, int status = 200);
-        // A status of 3xx with a Location header (a path on this server or a whole URL).
-        static Reply redirect(QByteArray location, int status = 302);
         // A body in chunked transfer encoding, made of send(), line() and pause() steps.
         static Reply stream(int status = 200, QByteArray contentType = "text/event-stream");
         // Reads the request and never answers; the connection stays open.
@@ -60,8 +58,6 @@ public:
         static Reply raw(QByteArray bytes);
 
         Reply& header(QByteArray name, QByteArray value);
-        // Waits this long before sending anything.
-        Reply& delay(std::chrono::milliseconds wait);
         // Streamed replies: one chunk of bytes as given; a line and "\n"; a pause between chunks.
         Reply& send(QByteArray bytes);
         Reply& line(const QByteArray& text);
@@ -89,7 +85,6 @@ public:
         Headers m_headers;
         QByteArray m_body;
         std::vector<Step> m_steps;
-        std::chrono::milliseconds m_delay{0};
     };
 
     using Handler = std::function<Reply(const Request&)>;
@@ -99,7 +94,6 @@ public:
     HttpTestServer(const HttpTestServer&) = delete;
     HttpTestServer& operator=(const HttpTestServer&) = delete;
 
-    quint16 port() const { return m_port; }
     // "http://127.0.0.1:<port>" without a trailing slash.
     QString base() const;
     // base() + pathAndQuery, which should start with "/".

@@ -20,7 +20,6 @@ LookupStream ScriptedBackend::lookup(const LookupQuery&) const
 {
     auto probe = m_probe;
     auto steps = m_steps;
-    ++probe->calls;
     return stream([probe, steps](StreamContext& context) {
         ++probe->running;
         struct Leave {

@@ -36,7 +36,6 @@ public:
     struct Probe {
         std::atomic<int> running{0};
         std::atomic<int> cancelled{0};
-        std::atomic<int> calls{0};
     };
     std::shared_ptr<Probe> probe() const { return m_probe; }
 

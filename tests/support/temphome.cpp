@@ -3,30 +3,13 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <optional>
-
-namespace {
-const char* const kVariables[] = {"HOME", "XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_STATE_HOME"};
-}
 
 TempHome::TempHome()
+    : m_environment({{"HOME", QFile::encodeName(m_dir.path())},
+                     {"XDG_CONFIG_HOME", std::nullopt},
+                     {"XDG_DATA_HOME", std::nullopt},
+                     {"XDG_STATE_HOME", std::nullopt}})
 {
-    for (const char* name : kVariables) {
-        m_saved[name] =
-            qEnvironmentVariableIsSet(name) ? std::optional(qgetenv(name)) : std::nullopt;
-        qunsetenv(name);
-    }
-    qputenv("HOME", QFile::encodeName(m_dir.path()));
-}
-
-TempHome::~TempHome()
-{
-    for (const auto& [name, value] : m_saved) {
-        if (value)
-            qputenv(name.constData(), *value);
-        else
-            qunsetenv(name.constData());
-    }
 }
 
 QString TempHome::write(const QString& relativePath, const QByteArray& contents) const

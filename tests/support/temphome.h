@@ -1,10 +1,10 @@
 #pragma once
 
+#include "scopedenvironment.h"
+
 #include <QByteArray>
 #include <QString>
 #include <QTemporaryDir>
-#include <map>
-#include <optional>
 
 // Points HOME and the XDG folders at a fresh temporary folder for the lifetime of the
 // object, and puts the old values back afterwards. Anything the program derives from them
@@ -12,9 +12,6 @@
 class TempHome {
 public:
     TempHome();
-    ~TempHome();
-    TempHome(const TempHome&) = delete;
-    TempHome& operator=(const TempHome&) = delete;
 
     QString path() const { return m_dir.path(); }
     // Writes a file under the home (folders made as needed) and returns its full path.
@@ -22,5 +19,5 @@ public:
 
 private:
     QTemporaryDir m_dir;
-    std::map<QByteArray, std::optional<QByteArray>> m_saved;
+    ScopedEnvironment m_environment;
 };

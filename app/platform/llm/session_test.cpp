@@ -11,13 +11,17 @@
 #include <mutex>
 #include <stdexcept>
 
+using namespace Qt::Literals::StringLiterals;
+
 namespace {
 
 using Kind = Transcript::Entry::Kind;
 
-// Plays back scripted turns and keeps every request it was given. A turn past the end of the
-// script repeats the last one.
-class ScriptedExecutor : public Executor {
+// A model that is its own executor: plays back scripted turns and keeps every request it was
+// given. A turn past the end of the script repeats the last one.
+class ScriptedModel : public LanguageModel,
+                      public Executor,
+                      public std::enable_shared_from_this<ScriptedModel> {
 public:
     using Turn = std::function<void(GenerationChannel&)>;
 
@@ -29,7 +33,12 @@ public:
         };
     }
 
-    explicit ScriptedExecutor(QList<Turn> turns) : m_turns(std::move(turns)) {}
+    ScriptedModel(QList<Turn> turns, QList<Capability> capabilities)
+        : m_turns(std::move(turns)), m_capabilities(std::move(capabilities))
+    {
+    }
+    QList<Capability> capabilities() const override { return m_capabilities; }
+    std::shared_ptr<const Executor> executor() const override { return shared_from_this(); }
 
     void respond(const GenerationRequest& request, const LanguageModel&,
                  GenerationChannel& channel) const override
@@ -51,22 +60,9 @@ public:
 
 private:
     QList<Turn> m_turns;
+    QList<Capability> m_capabilities;
     mutable std::mutex m_mutex;
     mutable QList<GenerationRequest> m_requests;
-};
-
-class ScriptedModel : public LanguageModel {
-public:
-    ScriptedModel(std::shared_ptr<ScriptedExecutor> executor, QList<Capability> capabilities)
-        : m_executor(std::move(executor)), m_capabilities(std::move(capabilities))
-    {
-    }
-    QList<Capability> capabilities() const override { return m_capabilities; }
-    std::shared_ptr<const Executor> executor() const override { return m_executor; }
-
-private:
-    std::shared_ptr<ScriptedExecutor> m_executor;
-    QList<Capability> m_capabilities;
 };
 
 // A search tool whose answer and behaviour the test decides; counts and keeps its calls.
@@ -76,13 +72,10 @@ public:
     ProbeTool(QString name, Body body) : m_name(std::move(name)), m_body(std::move(body)) {}
 
     QString name() const override { return m_name; }
-    QString description() const override { return QStringLiteral("Searches for ") + m_name; }
+    QString description() const override { return u"Searches for "_s + m_name; }
     GenerationSchema parameters() const override
     {
-        return GenerationSchema::object(
-            QStringLiteral("Arguments"), std::nullopt,
-            {{QStringLiteral("query"), QStringLiteral("What to look for"),
-              GenerationSchema::stringType()}});
+        return GenerationSchema::object(u"Arguments"_s, std::nullopt, {});
     }
     QString call(const GeneratedContent& arguments, const CancelCheck& isCanceled) const override
     {
@@ -98,17 +91,16 @@ private:
 };
 
 struct Fixture {
-    explicit Fixture(QList<ScriptedExecutor::Turn> turns,
+    explicit Fixture(QList<ScriptedModel::Turn> turns,
                      QList<std::shared_ptr<const Tool>> tools = {},
                      QList<LanguageModel::Capability> capabilities =
                          {LanguageModel::Capability::ToolCalling,
                           LanguageModel::Capability::GuidedGeneration})
-        : executor(std::make_shared<ScriptedExecutor>(std::move(turns))),
-          session(std::make_shared<ScriptedModel>(executor, std::move(capabilities)),
-                  std::move(tools), QStringLiteral("Be brief."))
+        : executor(std::make_shared<ScriptedModel>(std::move(turns), std::move(capabilities))),
+          session(executor, std::move(tools), u"Be brief."_s)
     {
     }
-    std::shared_ptr<ScriptedExecutor> executor;
+    std::shared_ptr<ScriptedModel> executor;
     Session session;
 };
 
@@ -127,24 +119,23 @@ std::shared_ptr<ProbeTool> echoTool(const char* name = "searchChats")
 {
     return std::make_shared<ProbeTool>(
         QString::fromUtf8(name), [](const GeneratedContent& arguments, const CancelCheck&) {
-            return QStringLiteral("found ") +
-                   arguments.string(QStringLiteral("query")).value_or("?");
+            return u"found "_s + arguments.string(u"query"_s).value_or("?");
         });
 }
 
 TEST(SessionTest, TextSnapshotsCarryTheWholeAnswerSoFar)
 {
-    Fixture f({ScriptedExecutor::events({text("Hel"), text("lo"), text(" wörld")})});
+    Fixture f({ScriptedModel::events({text("Hel"), text("lo"), text(" wörld")})});
     QStringList snapshots;
-    const QString answer = f.session.streamResponse(QStringLiteral("Say hello"), {},
+    const QString answer = f.session.streamResponse(u"Say hello"_s, {},
                                                     [&](const QString& s) { snapshots.append(s); });
 
-    EXPECT_EQ(answer, QStringLiteral("Hello wörld"));
+    EXPECT_EQ(answer, u"Hello wörld"_s);
     EXPECT_EQ(snapshots, QStringList({"Hel", "Hello", "Hello wörld"}));
     const auto requests = f.executor->requests();
     ASSERT_EQ(requests.size(), 1);
     ASSERT_EQ(requests[0].transcript.size(), 2);
-    EXPECT_EQ(requests[0].transcript[1].segments[0].text, QStringLiteral("Say hello"));
+    EXPECT_EQ(requests[0].transcript[1].segments[0].text, u"Say hello"_s);
     // The answer joins the conversation, so a follow-up request carries it.
     ASSERT_EQ(f.session.transcript().size(), 3);
     EXPECT_EQ(f.session.transcript()[2].kind, Kind::Response);
@@ -153,9 +144,9 @@ TEST(SessionTest, TextSnapshotsCarryTheWholeAnswerSoFar)
 
 TEST(SessionTest, AModelThatCannotCallToolsIsOfferedNone)
 {
-    Fixture f({ScriptedExecutor::events({text("plain")})}, {echoTool()},
+    Fixture f({ScriptedModel::events({text("plain")})}, {echoTool()},
               {LanguageModel::Capability::GuidedGeneration});
-    EXPECT_EQ(f.session.streamResponse(QStringLiteral("q"), {}, {}), QStringLiteral("plain"));
+    EXPECT_EQ(f.session.streamResponse(u"q"_s, {}, {}), u"plain"_s);
     EXPECT_TRUE(f.executor->requests().at(0).enabledToolDefinitions.isEmpty());
     EXPECT_EQ(f.session.transcript()[0].toolDefinitions.size(), 1)
         << "still listed with the instructions";
@@ -164,18 +155,18 @@ TEST(SessionTest, AModelThatCannotCallToolsIsOfferedNone)
 TEST(SessionTest, AToolCallIsRunAndItsOutputSentBackUnderTheCallsId)
 {
     auto tool = echoTool();
-    Fixture f({ScriptedExecutor::events({text("Let me look."), call("call_1", "searchChats", ""),
-                                         call("call_1", "searchChats", R"({"que)"),
-                                         call("call_1", "searchChats", R"(ry": "drift"})")}),
-               ScriptedExecutor::events({text("You met "), text("drift twice.")})},
+    Fixture f({ScriptedModel::events({text("Let me look."), call("call_1", "searchChats", ""),
+                                      call("call_1", "searchChats", R"({"que)"),
+                                      call("call_1", "searchChats", R"(ry": "drift"})")}),
+               ScriptedModel::events({text("You met "), text("drift twice.")})},
               {tool});
     QStringList snapshots;
     GenerationOptions options;
     options.temperature = 0.25;
-    const QString answer = f.session.streamResponse(QStringLiteral("What is drift?"), options,
+    const QString answer = f.session.streamResponse(u"What is drift?"_s, options,
                                                     [&](const QString& s) { snapshots.append(s); });
 
-    EXPECT_EQ(answer, QStringLiteral("You met drift twice."));
+    EXPECT_EQ(answer, u"You met drift twice."_s);
     EXPECT_EQ(snapshots.last(), answer);
     EXPECT_EQ(tool->calls, 1);
     const auto requests = f.executor->requests();
@@ -186,12 +177,12 @@ TEST(SessionTest, AToolCallIsRunAndItsOutputSentBackUnderTheCallsId)
     const Transcript& second = requests[1].transcript;
     ASSERT_EQ(second.size(), 5);
     EXPECT_EQ(second[2].kind, Kind::Response) << "text before the calls is kept";
-    EXPECT_EQ(second[2].segments[0].text, QStringLiteral("Let me look."));
+    EXPECT_EQ(second[2].segments[0].text, u"Let me look."_s);
     ASSERT_EQ(second[3].calls.size(), 1);
-    EXPECT_EQ(second[3].calls[0].arguments.jsonString(), QStringLiteral(R"({"query": "drift"})"));
+    EXPECT_EQ(second[3].calls[0].arguments.jsonString(), uR"({"query": "drift"})"_s);
     EXPECT_EQ(second[4].kind, Kind::ToolOutput);
-    EXPECT_EQ(second[4].id, QStringLiteral("call_1"));
-    EXPECT_EQ(second[4].segments[0].text, QStringLiteral("found drift"));
+    EXPECT_EQ(second[4].id, u"call_1"_s);
+    EXPECT_EQ(second[4].segments[0].text, u"found drift"_s);
 }
 
 TEST(SessionTest, CallsOfOneTurnRunAtOnceAndAnswerInCallOrder)
@@ -204,34 +195,33 @@ TEST(SessionTest, CallsOfOneTurnRunAtOnceAndAnswerInCallOrder)
                 started.release();
                 const bool both = started.tryAcquire(2, 20000);
                 started.release(2);
-                return both ? QString::fromUtf8(name) + QStringLiteral(" done")
-                            : QStringLiteral("ran alone");
+                return both ? QString::fromUtf8(name) + u" done"_s : u"ran alone"_s;
             });
     };
-    Fixture f({ScriptedExecutor::events({call("a", "searchLibrary", R"({"query":"x"})"),
-                                         call("b", "searchChats", R"({"query":"y"})")}),
-               ScriptedExecutor::events({text("ok")})},
+    Fixture f({ScriptedModel::events({call("a", "searchLibrary", R"({"query":"x"})"),
+                                      call("b", "searchChats", R"({"query":"y"})")}),
+               ScriptedModel::events({text("ok")})},
               {waiting("searchChats"), waiting("searchLibrary")});
-    f.session.streamResponse(QStringLiteral("q"), {}, {});
+    f.session.streamResponse(u"q"_s, {}, {});
 
     const Transcript& second = f.executor->requests().at(1).transcript;
     ASSERT_EQ(second.size(), 5);
     ASSERT_EQ(second[2].calls.size(), 2);
-    EXPECT_EQ(second[3].id, QStringLiteral("a"));
-    EXPECT_EQ(second[3].segments[0].text, QStringLiteral("searchLibrary done"));
-    EXPECT_EQ(second[4].id, QStringLiteral("b"));
-    EXPECT_EQ(second[4].segments[0].text, QStringLiteral("searchChats done"));
+    EXPECT_EQ(second[3].id, u"a"_s);
+    EXPECT_EQ(second[3].segments[0].text, u"searchLibrary done"_s);
+    EXPECT_EQ(second[4].id, u"b"_s);
+    EXPECT_EQ(second[4].segments[0].text, u"searchChats done"_s);
 }
 
 TEST(SessionTest, AnUnknownToolGetsAnErrorTextAndTheLoopGoesOn)
 {
-    Fixture f({ScriptedExecutor::events({call("c1", "searchWeb", R"({"query":"x"})")}),
-               ScriptedExecutor::events({text("Sorry.")})},
+    Fixture f({ScriptedModel::events({call("c1", "searchWeb", R"({"query":"x"})")}),
+               ScriptedModel::events({text("Sorry.")})},
               {echoTool()});
-    EXPECT_EQ(f.session.streamResponse(QStringLiteral("q"), {}, {}), QStringLiteral("Sorry."));
+    EXPECT_EQ(f.session.streamResponse(u"q"_s, {}, {}), u"Sorry."_s);
     const Transcript second = f.executor->requests().at(1).transcript;
     const Transcript::Entry& output = second[second.size() - 1];
-    EXPECT_EQ(output.id, QStringLiteral("c1"));
+    EXPECT_EQ(output.id, u"c1"_s);
     EXPECT_EQ(output.segments[0].text,
               QStringLiteral(
                   R"(Error: there is no tool named "searchWeb". The tools are: searchChats.)"));
@@ -240,15 +230,14 @@ TEST(SessionTest, AnUnknownToolGetsAnErrorTextAndTheLoopGoesOn)
 TEST(SessionTest, AModelThatNeverStopsCallingToolsIsStoppedAfterEightRounds)
 {
     auto tool = echoTool();
-    Fixture f({ScriptedExecutor::events({call("again", "searchChats", R"({"query":"x"})")})},
-              {tool});
+    Fixture f({ScriptedModel::events({call("again", "searchChats", R"({"query":"x"})")})}, {tool});
     try {
-        f.session.streamResponse(QStringLiteral("q"), {}, {});
+        f.session.streamResponse(u"q"_s, {}, {});
         FAIL() << "the loop did not end";
     } catch (const GenerationError& error) {
         EXPECT_EQ(error.kind(), GenerationError::Kind::ExceededToolRounds);
         EXPECT_EQ(error.localizedDescription(),
-                  QStringLiteral("The model kept calling tools; stopped after 8 rounds"));
+                  u"The model kept calling tools; stopped after 8 rounds"_s);
     }
     EXPECT_EQ(tool->calls, 8);
     EXPECT_EQ(f.executor->requests().size(), 9);
@@ -257,14 +246,14 @@ TEST(SessionTest, AModelThatNeverStopsCallingToolsIsStoppedAfterEightRounds)
 TEST(SessionTest, FailuresOfToolsAndExecutorsEndTheResponseWithTheirOwnError)
 {
     auto failing = std::make_shared<ProbeTool>(
-        QStringLiteral("searchChats"), [](const GeneratedContent&, const CancelCheck&) -> QString {
+        u"searchChats"_s, [](const GeneratedContent&, const CancelCheck&) -> QString {
             throw std::runtime_error("index gone");
         });
     auto slow = echoTool("searchLibrary");
-    Fixture f({ScriptedExecutor::events(
-                  {call("1", "searchChats", "{}"), call("2", "searchLibrary", "{}")})},
-              {failing, slow});
-    EXPECT_THROW(f.session.streamResponse(QStringLiteral("q"), {}, {}), std::runtime_error);
+    Fixture f(
+        {ScriptedModel::events({call("1", "searchChats", "{}"), call("2", "searchLibrary", "{}")})},
+        {failing, slow});
+    EXPECT_THROW(f.session.streamResponse(u"q"_s, {}, {}), std::runtime_error);
     EXPECT_EQ(slow->calls, 1) << "the other call of the turn still ran to its end";
     EXPECT_EQ(f.executor->requests().size(), 1);
 
@@ -273,9 +262,9 @@ TEST(SessionTest, FailuresOfToolsAndExecutorsEndTheResponseWithTheirOwnError)
         throw std::runtime_error("connection lost");
     }});
     QStringList snapshots;
-    EXPECT_THROW(g.session.streamResponse(QStringLiteral("q"), {},
-                                          [&](const QString& s) { snapshots.append(s); }),
-                 std::runtime_error);
+    EXPECT_THROW(
+        g.session.streamResponse(u"q"_s, {}, [&](const QString& s) { snapshots.append(s); }),
+        std::runtime_error);
     EXPECT_EQ(snapshots, QStringList{"par"});
 }
 
@@ -283,17 +272,17 @@ TEST(SessionTest, CancellingStopsRunningToolsAndTheLoop)
 {
     std::atomic<bool> canceled = false;
     auto tool = std::make_shared<ProbeTool>(
-        QStringLiteral("searchChats"), [&](const GeneratedContent&, const CancelCheck& isCanceled) {
+        u"searchChats"_s, [&](const GeneratedContent&, const CancelCheck& isCanceled) {
             canceled = true; // the consumer lets go while the tool runs
             while (!isCanceled())
                 QThread::msleep(1);
-            return QStringLiteral("stopped");
+            return u"stopped"_s;
         });
-    Fixture f({ScriptedExecutor::events({call("1", "searchChats", "{}")}),
-               ScriptedExecutor::events({text("never asked")})},
+    Fixture f({ScriptedModel::events({call("1", "searchChats", "{}")}),
+               ScriptedModel::events({text("never asked")})},
               {tool});
     try {
-        f.session.streamResponse(QStringLiteral("q"), {}, {}, [&] { return canceled.load(); });
+        f.session.streamResponse(u"q"_s, {}, {}, [&] { return canceled.load(); });
         FAIL() << "a cancelled response returned normally";
     } catch (const GenerationError& error) {
         EXPECT_EQ(error.kind(), GenerationError::Kind::Cancelled);
@@ -311,7 +300,7 @@ TEST(SessionTest, CancellingStopsRunningToolsAndTheLoop)
     }});
     QStringList snapshots;
     EXPECT_THROW(g.session.streamResponse(
-                     QStringLiteral("q"), {}, [&](const QString& s) { snapshots.append(s); },
+                     u"q"_s, {}, [&](const QString& s) { snapshots.append(s); },
                      [&] { return stop.load(); }),
                  GenerationError);
     EXPECT_EQ(snapshots, QStringList{"a"});
@@ -320,26 +309,25 @@ TEST(SessionTest, CancellingStopsRunningToolsAndTheLoop)
 GenerationSchema glossSchema()
 {
     return GenerationSchema::object(
-        QStringLiteral("Gloss"), std::nullopt,
-        {{QStringLiteral("partOfSpeech"), QStringLiteral("Part of speech"),
-          GenerationSchema::stringType()},
-         {QStringLiteral("synonyms"), QStringLiteral("Synonyms"),
+        u"Gloss"_s, std::nullopt,
+        {{u"partOfSpeech"_s, u"Part of speech"_s, GenerationSchema::stringType()},
+         {u"synonyms"_s, u"Synonyms"_s,
           GenerationSchema::arrayOf(GenerationSchema::stringType())}});
 }
 
 TEST(SessionTest, StructuredAnswersStreamAsPartialContent)
 {
     Fixture f(
-        {ScriptedExecutor::events({text(R"({"partOf)"), text(R"(Speech": "no)"),
-                                   text(R"(un", "synonyms": ["thing", "it)"), text(R"(em"]})")})});
+        {ScriptedModel::events({text(R"({"partOf)"), text(R"(Speech": "no)"),
+                                text(R"(un", "synonyms": ["thing", "it)"), text(R"(em"]})")})});
     QList<QJsonValue> snapshots;
     const GeneratedContent content = f.session.streamResponse(
-        QStringLiteral("WORD: x"), glossSchema(), true, {},
+        u"WORD: x"_s, glossSchema(), true, {},
         [&](const GeneratedContent& partial) { snapshots.append(partial.value()); });
 
     EXPECT_TRUE(content.isComplete());
-    EXPECT_EQ(content.string(QStringLiteral("partOfSpeech")), QStringLiteral("noun"));
-    EXPECT_EQ(content.strings(QStringLiteral("synonyms")), QStringList({"thing", "item"}));
+    EXPECT_EQ(content.string(u"partOfSpeech"_s), u"noun"_s);
+    EXPECT_EQ(content.strings(u"synonyms"_s), QStringList({"thing", "item"}));
     ASSERT_EQ(snapshots.size(), 4);
     EXPECT_EQ(snapshots[0], QJsonObject());
     EXPECT_EQ(snapshots[1], QJsonObject({{"partOfSpeech", "no"}}));
@@ -351,12 +339,12 @@ TEST(SessionTest, StructuredAnswersStreamAsPartialContent)
     EXPECT_EQ(request.schema, glossSchema());
     const Transcript::Entry& prompt = request.transcript[1];
     ASSERT_EQ(prompt.segments.size(), 2) << "the schema is spelled out in the prompt";
-    EXPECT_TRUE(prompt.segments[1].text.contains(QStringLiteral(R"("partOfSpeech")")));
+    EXPECT_TRUE(prompt.segments[1].text.contains(uR"("partOfSpeech")"_s));
     EXPECT_EQ(f.session.transcript()[2].segments[0].kind, Transcript::Segment::Kind::Structure);
 
-    Fixture cut({ScriptedExecutor::events({text(R"({"partOfSpeech": "no)")})});
+    Fixture cut({ScriptedModel::events({text(R"({"partOfSpeech": "no)")})});
     try {
-        cut.session.streamResponse(QStringLiteral("WORD: x"), glossSchema(), false, {}, {});
+        cut.session.streamResponse(u"WORD: x"_s, glossSchema(), false, {}, {});
         FAIL() << "an unfinished answer was taken as whole";
     } catch (const GenerationError& error) {
         EXPECT_EQ(error.kind(), GenerationError::Kind::DecodingFailure);
