@@ -3,7 +3,7 @@
 #include "backenderror.h"
 #include "generationerror.h"
 #include "http.h"
-#include "session.h"
+#include "llm/session.h"
 #include "systemlanguagemodel.h"
 
 #include <QJsonDocument>

@@ -2,7 +2,7 @@
 #include "generationerror.h"
 #include "openaicompatiblemodel.h"
 #include "searcharguments.h"
-#include "session.h"
+#include "llm/session.h"
 
 #include <QJsonArray>
 #include <QMutex>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "preferences.h"
-#include "session.h"
+#include "llm/session.h"
 #include "tool.h"
 
 #include <QList>
