@@ -212,9 +212,13 @@ void AppStatus::refreshIndex()
     publish(m_indexing, true);
     QPointer<AppStatus> self(this);
     m_hooks.indexPass([self](qint64 sessions) {
-        // On the index's thread: the fields change on the main thread.
+        // On the index's thread: the fields change on the main thread (unless the
+        // application has already ended).
+        QCoreApplication* app = QCoreApplication::instance();
+        if (!app)
+            return;
         QMetaObject::invokeMethod(
-            QCoreApplication::instance(),
+            app,
             [self, sessions] {
                 if (!self)
                     return;

@@ -73,7 +73,7 @@ int main(int argc, char** argv)
                          "peekwell: the desktop application needs a display (%s); --help lists "
                          "the operations that run without one\n",
                          qPrintable(*problem));
-            return arguments.size() > 1 ? 0 : 1;
+            return 1;
         }
     }
     if (operation && operation->kind == Diagnostics::Kind::Windowed) {

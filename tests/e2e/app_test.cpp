@@ -1,0 +1,182 @@
+// The desktop application end to end: the real executable on a private X server with a window
+// manager (and, where a case needs one, trayer's XEmbed system tray), observed with xdotool
+// and xwininfo as a user's desktop would be.
+#include "temphome.h"
+#include "xsession.h"
+
+#include <QDeadlineTimer>
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <QRect>
+#include <QRegularExpression>
+#include <QThread>
+#include <gtest/gtest.h>
+#include <memory>
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace {
+
+const QString kPeekwell = QStringLiteral(PEEKWELL_EXECUTABLE);
+
+template <typename F> bool waitFor(F condition, int ms = 10000)
+{
+    QDeadlineTimer deadline(ms);
+    while (!condition() && !deadline.hasExpired())
+        QThread::msleep(50);
+    return condition();
+}
+
+void stop(QProcess& process)
+{
+    if (process.state() == QProcess::NotRunning)
+        return;
+    process.kill();
+    process.waitForFinished(5000);
+}
+
+class AppEndToEndTest : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        if (!XSession::xvfbInstalled())
+            GTEST_SKIP() << "Xvfb is not installed (Debian package xvfb)";
+        m_session = std::make_unique<XSession>();
+        QString error;
+        ASSERT_TRUE(m_session->start(&error)) << error.toStdString();
+        // Every source points at closed local ports: nothing leaves the machine.
+        m_home.write(u".config/peekwell/peekwell.conf"_s,
+                     "[General]\nlocalModel.baseURL=http://127.0.0.1:9/v1\n"
+                     "backend.wikipedia.url=http://127.0.0.1:9\n");
+        QDir().mkpath(runtimeDir());
+        QFile::setPermissions(runtimeDir(), QFileDevice::ReadOwner | QFileDevice::WriteOwner |
+                                                QFileDevice::ExeOwner);
+    }
+
+    void TearDown() override
+    {
+        for (auto& process : m_processes)
+            stop(*process);
+    }
+
+    QString runtimeDir() const { return m_home.path() + u"/run"_s; }
+
+    QProcessEnvironment environment() const
+    {
+        QProcessEnvironment env = m_session->environment(m_home.path());
+        env.insert(u"XDG_RUNTIME_DIR"_s, runtimeDir());
+        env.remove(u"DBUS_SESSION_BUS_ADDRESS"_s);
+        return env;
+    }
+
+    QProcess& launch(const QString& program, const QStringList& arguments = {})
+    {
+        auto process = std::make_unique<QProcess>();
+        process->setProcessEnvironment(environment());
+        process->start(program, arguments);
+        EXPECT_TRUE(process->waitForStarted(5000)) << program.toStdString();
+        m_processes.push_back(std::move(process));
+        return *m_processes.back();
+    }
+
+    QString xdotool(const QStringList& arguments)
+    {
+        return m_session->tool(u"xdotool"_s, arguments);
+    }
+
+    QString menuWindow()
+    {
+        return xdotool({u"search"_s, u"--onlyvisible"_s, u"--name"_s, u"^Peekwell menu$"_s})
+            .trimmed()
+            .section(u'\n', 0, 0);
+    }
+    bool menuShown()
+    {
+        return waitFor([&] { return !menuWindow().isEmpty(); });
+    }
+    bool menuHidden()
+    {
+        return waitFor([&] { return menuWindow().isEmpty(); });
+    }
+
+    QRect geometry(const QString& window)
+    {
+        const QString info = m_session->tool(u"xwininfo"_s, {u"-id"_s, window});
+        auto field = [&](const QString& name) {
+            return QRegularExpression(name + u":\\s+(-?\\d+)"_s).match(info).captured(1).toInt();
+        };
+        return {field(u"Absolute upper-left X"_s), field(u"Absolute upper-left Y"_s),
+                field(u"Width"_s), field(u"Height"_s)};
+    }
+
+    TempHome m_home;
+    std::unique_ptr<XSession> m_session;
+    std::vector<std::unique_ptr<QProcess>> m_processes;
+};
+
+TEST_F(AppEndToEndTest, WithoutATrayTheMenuOpensAtStartAndALaterStartReopensIt)
+{
+    QProcess& first = launch(kPeekwell);
+    ASSERT_TRUE(menuShown()) << first.readAllStandardError().toStdString();
+    xdotool({u"windowactivate"_s, u"--sync"_s, menuWindow(), u"key"_s, u"Escape"_s});
+    ASSERT_TRUE(menuHidden());
+
+    QProcess& second = launch(kPeekwell);
+    ASSERT_TRUE(second.waitForFinished(10000));
+    EXPECT_EQ(second.exitCode(), 0) << second.readAllStandardError().toStdString();
+    EXPECT_TRUE(menuShown()) << "the running instance opened its menu";
+    EXPECT_EQ(first.state(), QProcess::Running);
+
+    // A crash leaves its lock and socket behind; the next start takes them over.
+    first.kill();
+    first.waitForFinished(5000);
+    ASSERT_TRUE(menuHidden());
+    ASSERT_TRUE(QFile::exists(runtimeDir() + u"/peekwell.socket"_s));
+    QProcess& third = launch(kPeekwell);
+    ASSERT_TRUE(menuShown()) << third.readAllStandardError().toStdString();
+    EXPECT_FALSE(third.waitForFinished(1000)) << "it runs as the session's instance";
+}
+
+TEST_F(AppEndToEndTest, TheTrayIconOpensTheMenuUnderIt)
+{
+    QProcess& tray = launch(u"trayer"_s, {u"--edge"_s, u"top"_s, u"--align"_s, u"right"_s,
+                                          u"--widthtype"_s, u"request"_s, u"--height"_s, u"24"_s});
+    ASSERT_TRUE(waitFor([&] {
+        return !xdotool({u"search"_s, u"--onlyvisible"_s, u"--class"_s, u"trayer"_s}).isEmpty();
+    })) << "trayer shows no panel";
+
+    QProcess& app = launch(kPeekwell);
+    QString icon;
+    ASSERT_TRUE(waitFor([&] {
+        icon = xdotool({u"search"_s, u"--onlyvisible"_s, u"--class"_s, u"^peekwell$"_s})
+                   .trimmed()
+                   .section(u'\n', 0, 0);
+        return !icon.isEmpty();
+    })) << "no icon docked in the tray: "
+        << app.readAllStandardError().toStdString();
+    EXPECT_TRUE(menuWindow().isEmpty()) << "with a tray the menu waits for the icon";
+
+    const QRect iconFrame = geometry(icon);
+    EXPECT_LE(iconFrame.width(), 32) << "a tray icon, not a window";
+    xdotool({u"mousemove"_s, QString::number(iconFrame.center().x()),
+             QString::number(iconFrame.center().y()), u"click"_s, u"1"_s});
+    ASSERT_TRUE(menuShown());
+    const QRect menuFrame = geometry(menuWindow());
+    EXPECT_GE(menuFrame.top(), iconFrame.bottom()) << "under the icon";
+    EXPECT_EQ(menuFrame.width(), 320);
+}
+
+TEST_F(AppEndToEndTest, LosingTheDisplayEndsWithStatusOne)
+{
+    QProcess& app = launch(kPeekwell);
+    ASSERT_TRUE(menuShown());
+    m_session.reset(); // the X server goes away under the running application
+    ASSERT_TRUE(app.waitForFinished(10000)) << "still running without its display";
+    EXPECT_EQ(app.exitStatus(), QProcess::NormalExit);
+    EXPECT_EQ(app.exitCode(), 1);
+    EXPECT_TRUE(QString::fromLocal8Bit(app.readAllStandardError())
+                    .contains(QRegularExpression(u"X11? connection"_s)));
+}
+
+} // namespace
