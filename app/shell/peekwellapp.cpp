@@ -38,7 +38,6 @@ PeekwellApp::PeekwellApp(AppStatus& status, QObject* parent) : QObject(parent), 
     m_menu->installEventFilter(this);
     connect(m_menu, &MenuView::tryingLookup, m_menu, &QWidget::hide);
     connect(m_menu, &MenuView::quitRequested, qApp, &QCoreApplication::quit);
-    m_hiddenAt.start();
 }
 
 PeekwellApp::~PeekwellApp()
@@ -66,7 +65,7 @@ void PeekwellApp::toggleMenu()
 {
     if (m_menu->isVisible())
         m_menu->hide();
-    else if (m_hiddenAt.elapsed() > kReopenGuardMs)
+    else if (!m_hiddenAt.isValid() || m_hiddenAt.elapsed() > kReopenGuardMs)
         showMenu();
 }
 
@@ -111,7 +110,7 @@ bool PeekwellApp::eventFilter(QObject* watched, QEvent* event)
                             static_cast<QKeyEvent*>(event)->key() == Qt::Key_Escape;
         if (escape || event->type() == QEvent::WindowDeactivate) {
             m_menu->hide();
-            m_hiddenAt.restart();
+            m_hiddenAt.start();
             return escape;
         }
     }

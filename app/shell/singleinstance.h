@@ -11,7 +11,9 @@ class QLocalServer;
 // start finds the lock taken and asks, over the socket, for the running instance's menu.
 //
 // The lock is the process's own (QLockFile records the pid), so a lock left by a crashed
-// instance is taken over at the next start, and the socket file it left is replaced.
+// instance is taken over at the next start, and the socket file it left is replaced. A local
+// socket rather than a D-Bus name: a session without a session bus (a plain X login, a
+// container) still gets one instance, and the lock settles a race of two starts at once.
 // Main thread.
 class SingleInstance : public QObject {
     Q_OBJECT

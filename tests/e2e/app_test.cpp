@@ -1,7 +1,9 @@
 // The desktop application end to end: the real executable on a private X server with a window
 // manager (and, where a case needs one, trayer's XEmbed system tray), observed with xdotool
 // and xwininfo as a user's desktop would be.
+#include "eventwait.h"
 #include "temphome.h"
+#include "x11activewindow.h"
 #include "xsession.h"
 
 #include <QDeadlineTimer>
@@ -11,8 +13,10 @@
 #include <QRect>
 #include <QRegularExpression>
 #include <QThread>
+#include <cstdlib>
 #include <gtest/gtest.h>
 #include <memory>
+#include <xcb/xcb.h>
 
 using namespace Qt::Literals::StringLiterals;
 
@@ -26,6 +30,27 @@ template <typename F> bool waitFor(F condition, int ms = 10000)
     while (!condition() && !deadline.hasExpired())
         QThread::msleep(50);
     return condition();
+}
+
+// Whether a system tray manager owns the tray selection of the display's first screen.
+bool trayManaged(const QString& display)
+{
+    xcb_connection_t* connection = xcb_connect(display.toLocal8Bit().constData(), nullptr);
+    bool owned = false;
+    if (!xcb_connection_has_error(connection)) {
+        const char name[] = "_NET_SYSTEM_TRAY_S0";
+        xcb_intern_atom_reply_t* atom = xcb_intern_atom_reply(
+            connection, xcb_intern_atom(connection, 0, sizeof(name) - 1, name), nullptr);
+        if (atom) {
+            xcb_get_selection_owner_reply_t* owner = xcb_get_selection_owner_reply(
+                connection, xcb_get_selection_owner(connection, atom->atom), nullptr);
+            owned = owner && owner->owner != XCB_WINDOW_NONE;
+            std::free(owner);
+            std::free(atom);
+        }
+    }
+    xcb_disconnect(connection);
+    return owned;
 }
 
 void stop(QProcess& process)
@@ -142,9 +167,8 @@ TEST_F(AppEndToEndTest, TheTrayIconOpensTheMenuUnderIt)
 {
     QProcess& tray = launch(u"trayer"_s, {u"--edge"_s, u"top"_s, u"--align"_s, u"right"_s,
                                           u"--widthtype"_s, u"request"_s, u"--height"_s, u"24"_s});
-    ASSERT_TRUE(waitFor([&] {
-        return !xdotool({u"search"_s, u"--onlyvisible"_s, u"--class"_s, u"trayer"_s}).isEmpty();
-    })) << "trayer shows no panel";
+    ASSERT_TRUE(waitFor([&] { return trayManaged(m_session->display()); }))
+        << "trayer does not manage the tray: " << tray.readAllStandardError().toStdString();
 
     QProcess& app = launch(kPeekwell);
     QString icon;
@@ -177,6 +201,36 @@ TEST_F(AppEndToEndTest, LosingTheDisplayEndsWithStatusOne)
     EXPECT_EQ(app.exitCode(), 1);
     EXPECT_TRUE(QString::fromLocal8Bit(app.readAllStandardError())
                     .contains(QRegularExpression(u"X11? connection"_s)));
+}
+
+// The activation observer's own connection: the window openbox activates names its program,
+// and the end of the server is reported rather than waited on.
+TEST_F(AppEndToEndTest, ActiveWindowNamesItsProgramAndReportsTheServersEnd)
+{
+    const QByteArray display = qgetenv("DISPLAY");
+    qputenv("DISPLAY", m_session->display().toLocal8Bit());
+    X11ActiveWindow watch;
+    QString error;
+    const bool started = watch.start(&error);
+    qputenv("DISPLAY", display);
+    ASSERT_TRUE(started) << error.toStdString();
+    QList<X11ActiveWindow::Owner> activated;
+    QObject::connect(&watch, &X11ActiveWindow::activated,
+                     [&](const X11ActiveWindow::Owner& owner) { activated << owner; });
+    QString lost;
+    QObject::connect(&watch, &X11ActiveWindow::connectionLost,
+                     [&](const QString& reason) { lost = reason; });
+
+    QProcess& app = launch(kPeekwell);
+    ASSERT_TRUE(spinUntil([&] { return !activated.isEmpty(); }));
+    EXPECT_EQ(activated.last().pid, app.processId());
+    EXPECT_EQ(activated.last().className, u"peekwell"_s);
+    EXPECT_EQ(watch.current(), activated.last());
+
+    m_session.reset();
+    ASSERT_TRUE(spinUntil([&] { return !lost.isEmpty(); }));
+    EXPECT_TRUE(lost.contains(u"closed the connection"_s)) << lost.toStdString();
+    EXPECT_FALSE(watch.current());
 }
 
 } // namespace
