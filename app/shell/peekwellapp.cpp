@@ -10,6 +10,7 @@
 #include <QKeyEvent>
 #include <QScreen>
 #include <QSystemTrayIcon>
+#include <QTimer>
 
 namespace {
 
@@ -18,6 +19,8 @@ constexpr int kScreenMargin = 8;
 // A press on the tray icon first takes the focus from an open menu, which hides it; the
 // activation that follows must not open it again.
 constexpr qint64 kReopenGuardMs = 300;
+// How often a desktop without a tray is asked again whether one has appeared.
+constexpr int kTrayWatchMs = 2000;
 
 QIcon trayIcon()
 {
@@ -47,10 +50,24 @@ PeekwellApp::~PeekwellApp()
 
 void PeekwellApp::start()
 {
-    if (!QSystemTrayIcon::isSystemTrayAvailable()) {
-        showMenu();
+    if (QSystemTrayIcon::isSystemTrayAvailable()) {
+        showTrayIcon();
         return;
     }
+    showMenu();
+    // Started at login, the program may come before the desktop's panel and its tray.
+    auto* watch = new QTimer(this);
+    connect(watch, &QTimer::timeout, this, [this, watch] {
+        if (!QSystemTrayIcon::isSystemTrayAvailable())
+            return;
+        watch->deleteLater();
+        showTrayIcon();
+    });
+    watch->start(kTrayWatchMs);
+}
+
+void PeekwellApp::showTrayIcon()
+{
     m_tray = new QSystemTrayIcon(trayIcon(), this);
     m_tray->setToolTip(QStringLiteral("Peekwell"));
     connect(m_tray, &QSystemTrayIcon::activated, this,

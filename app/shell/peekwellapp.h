@@ -12,9 +12,9 @@ class QSystemTrayIcon;
 
 // The application's one place on the desktop: an icon in the system tray whose activation
 // opens the menu as a small frameless window under it. Where the desktop has no tray (plain
-// GNOME), the menu window opens at start instead, and showMenu() (a later start of the
-// program asks for it) opens it again. The menu window hides when it loses focus or on
-// Escape; "Quit" ends the application.
+// GNOME), the menu window opens at start instead, showMenu() (a later start of the program
+// asks for it) opens it again, and the icon is added when a tray appears later. The menu window
+// hides when it loses focus or on Escape; "Quit" ends the application.
 //
 // Main thread; needs a QApplication. The status object outlives it.
 class PeekwellApp : public QObject {
@@ -43,6 +43,8 @@ protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
+    void showTrayIcon();
+
     AppStatus& m_status;
     MenuView* m_menu = nullptr;
     QSystemTrayIcon* m_tray = nullptr;

@@ -135,6 +135,23 @@ protected:
                 field(u"Width"_s), field(u"Height"_s)};
     }
 
+    // trayer's XEmbed tray at the top right, once it manages the display's tray.
+    void startTray()
+    {
+        QProcess& tray =
+            launch(u"trayer"_s, {u"--edge"_s, u"top"_s, u"--align"_s, u"right"_s, u"--widthtype"_s,
+                                 u"request"_s, u"--height"_s, u"24"_s});
+        ASSERT_TRUE(waitFor([&] { return trayManaged(m_session->display()); }))
+            << "trayer does not manage the tray: " << tray.readAllStandardError().toStdString();
+    }
+    // Our icon docked in the tray (the menu window, of the same class, is hidden then).
+    QString trayIcon()
+    {
+        return xdotool({u"search"_s, u"--onlyvisible"_s, u"--class"_s, u"^peekwell$"_s})
+            .trimmed()
+            .section(u'\n', 0, 0);
+    }
+
     TempHome m_home;
     std::unique_ptr<XSession> m_session;
     std::vector<std::unique_ptr<QProcess>> m_processes;
@@ -165,20 +182,11 @@ TEST_F(AppEndToEndTest, WithoutATrayTheMenuOpensAtStartAndALaterStartReopensIt)
 
 TEST_F(AppEndToEndTest, TheTrayIconOpensTheMenuUnderIt)
 {
-    QProcess& tray = launch(u"trayer"_s, {u"--edge"_s, u"top"_s, u"--align"_s, u"right"_s,
-                                          u"--widthtype"_s, u"request"_s, u"--height"_s, u"24"_s});
-    ASSERT_TRUE(waitFor([&] { return trayManaged(m_session->display()); }))
-        << "trayer does not manage the tray: " << tray.readAllStandardError().toStdString();
-
+    startTray();
     QProcess& app = launch(kPeekwell);
     QString icon;
-    ASSERT_TRUE(waitFor([&] {
-        icon = xdotool({u"search"_s, u"--onlyvisible"_s, u"--class"_s, u"^peekwell$"_s})
-                   .trimmed()
-                   .section(u'\n', 0, 0);
-        return !icon.isEmpty();
-    })) << "no icon docked in the tray: "
-        << app.readAllStandardError().toStdString();
+    ASSERT_TRUE(waitFor([&] { return !(icon = trayIcon()).isEmpty(); }))
+        << "no icon docked in the tray: " << app.readAllStandardError().toStdString();
     EXPECT_TRUE(menuWindow().isEmpty()) << "with a tray the menu waits for the icon";
 
     const QRect iconFrame = geometry(icon);
@@ -189,6 +197,17 @@ TEST_F(AppEndToEndTest, TheTrayIconOpensTheMenuUnderIt)
     const QRect menuFrame = geometry(menuWindow());
     EXPECT_GE(menuFrame.top(), iconFrame.bottom()) << "under the icon";
     EXPECT_EQ(menuFrame.width(), 320);
+}
+
+// Started at login before the desktop's panel: the menu opens, and the icon follows the tray.
+TEST_F(AppEndToEndTest, ATrayThatComesLaterGetsTheIcon)
+{
+    launch(kPeekwell);
+    ASSERT_TRUE(menuShown());
+    xdotool({u"windowactivate"_s, u"--sync"_s, menuWindow(), u"key"_s, u"Escape"_s});
+    ASSERT_TRUE(menuHidden());
+    startTray();
+    EXPECT_TRUE(waitFor([&] { return !trayIcon().isEmpty(); }));
 }
 
 TEST_F(AppEndToEndTest, LosingTheDisplayEndsWithStatusOne)
