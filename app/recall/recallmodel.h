@@ -1,7 +1,7 @@
 #pragma once
 
-#include "preferences.h"
 #include "llm/session.h"
+#include "preferences.h"
 #include "tool.h"
 
 #include <QList>
