@@ -5,7 +5,7 @@
 #include "dictionaryerror.h"
 #include "generationerror.h"
 #include "http.h"
-#include "session.h"
+#include "llm/session.h"
 #include "systemlanguagemodel.h"
 
 #include <QJsonDocument>

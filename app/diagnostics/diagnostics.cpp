@@ -195,8 +195,7 @@ QString helpText()
     QString text = QStringLiteral(
         "Usage: peekwell [OPTION]...\n"
         "Look up the word under the pointer with a force click (press and hold).\n"
-        "Without an operation it shows this help (the force-click listener and its tray menu\n"
-        "are not part of this build yet).\n"
+        "Without an operation it starts the desktop application in the system tray.\n"
         "\n"
         "Operations (each writes a JSON report to standard output and to the log folder):\n");
     auto line = [&](const QString& name, const QStringList& values, const QString& help) {

@@ -2,7 +2,11 @@
 
 #include "xdgpaths.h"
 
+#include <QFileInfo>
+#include <QLoggingCategory>
 #include <QSettings>
+
+Q_LOGGING_CATEGORY(lcPreferences, "peekwell.platform.preferences", QtWarningMsg)
 
 Preferences::Preferences(const QString& filePath)
     : m_filePath(filePath), m_settings(std::make_unique<QSettings>(filePath, QSettings::IniFormat))
@@ -65,16 +69,37 @@ bool Preferences::isStored(const QString& key) const
     return m_settings->contains(key);
 }
 
-void Preferences::setValue(const QString& key, const QVariant& value)
+bool Preferences::setValue(const QString& key, const QVariant& value)
 {
     std::lock_guard lock(m_mutex);
     m_settings->setValue(key, value);
     m_settings->sync();
+    return synced(QStringLiteral("store"), key);
 }
 
-void Preferences::remove(const QString& key)
+bool Preferences::remove(const QString& key)
 {
     std::lock_guard lock(m_mutex);
     m_settings->remove(key);
     m_settings->sync();
+    return synced(QStringLiteral("remove"), key);
+}
+
+bool Preferences::synced(const QString& what, const QString& key) const
+{
+    switch (m_settings->status()) {
+    case QSettings::NoError:
+        return true;
+    case QSettings::AccessError:
+        qCWarning(lcPreferences).noquote()
+            << "could not" << what << key << "in" << m_filePath
+            << "- the file or its folder cannot be written (is" << QFileInfo(m_filePath).path()
+            << "a folder you may write to?)";
+        return false;
+    case QSettings::FormatError:
+        qCWarning(lcPreferences).noquote() << "could not" << what << key << "in" << m_filePath
+                                           << "- the file is not a settings file Peekwell can read";
+        return false;
+    }
+    return false;
 }

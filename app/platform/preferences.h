@@ -36,11 +36,14 @@ public:
     std::optional<QString> stringValue(const QString& key) const;
     bool isStored(const QString& key) const;
 
-    // Written through to the file at once.
-    void setValue(const QString& key, const QVariant& value);
-    void remove(const QString& key);
+    // Written through to the file at once. False when the file could not be written: the
+    // reason is logged, and the value is kept in memory for this process only.
+    bool setValue(const QString& key, const QVariant& value);
+    bool remove(const QString& key);
 
 private:
+    bool synced(const QString& what, const QString& key) const;
+
     QString m_filePath;
     mutable std::mutex m_mutex;
     std::unique_ptr<QSettings> m_settings;

@@ -1,8 +1,8 @@
 #include "chatcompletionsserver.h"
 #include "generationerror.h"
+#include "llm/session.h"
 #include "openaicompatiblemodel.h"
 #include "searcharguments.h"
-#include "session.h"
 
 #include <QJsonArray>
 #include <QMutex>

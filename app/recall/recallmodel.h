@@ -1,7 +1,7 @@
 #pragma once
 
+#include "llm/session.h"
 #include "preferences.h"
-#include "session.h"
 #include "tool.h"
 
 #include <QList>

@@ -1,11 +1,50 @@
+#include "appstatus.h"
 #include "diagnostics.h"
+#include "peekwellapp.h"
 #include "pref.h"
+#include "singleinstance.h"
 #include "x11desktop.h"
 
 #include <QApplication>
 #include <QCoreApplication>
 #include <cstdio>
 #include <memory>
+
+namespace {
+
+// The desktop application: one per session; a later start opens the running one's menu.
+int runApplication(QApplication& app)
+{
+    SingleInstance instance;
+    QString error;
+    switch (instance.claim(&error)) {
+    case SingleInstance::Role::Later:
+        if (instance.askToOpenMenu(&error))
+            return 0;
+        std::fprintf(stderr, "peekwell: %s\n", qPrintable(error));
+        return 1;
+    case SingleInstance::Role::Unknown:
+        std::fprintf(stderr, "peekwell: %s; a second start will not find this one\n",
+                     qPrintable(error));
+        break;
+    case SingleInstance::Role::First:
+        break;
+    }
+    app.setQuitOnLastWindowClosed(false);
+
+    AppStatus& status = AppStatus::shared();
+    QObject::connect(&status, &AppStatus::displayLost, &app, [](const QString& reason) {
+        std::fprintf(stderr, "peekwell: %s; ending\n", qPrintable(reason));
+        QCoreApplication::exit(1);
+    });
+    PeekwellApp shell(status);
+    QObject::connect(&instance, &SingleInstance::openMenuRequested, &shell, &PeekwellApp::showMenu);
+    status.start();
+    shell.start();
+    return app.exec();
+}
+
+} // namespace
 
 int main(int argc, char** argv)
 {
@@ -24,6 +63,19 @@ int main(int argc, char** argv)
 
     // Operations that show nothing run without a display; the rest need a QApplication.
     const Diagnostics::Operation* operation = Diagnostics::takingOver(arguments);
+    if (!operation) {
+        if (const std::optional<QString> problem = X11Desktop::displayProblem()) {
+            // Settings given on the command line are still stored.
+            QCoreApplication app(argc, argv);
+            Pref::registerDefaults();
+            Diagnostics::runCommandLine(arguments);
+            std::fprintf(stderr,
+                         "peekwell: the desktop application needs a display (%s); --help lists "
+                         "the operations that run without one\n",
+                         qPrintable(*problem));
+            return 1;
+        }
+    }
     if (operation && operation->kind == Diagnostics::Kind::Windowed) {
         if (const std::optional<QString> problem = X11Desktop::displayProblem()) {
             // A snapshot needs no screen; everything else that shows a window does.
@@ -47,7 +99,5 @@ int main(int argc, char** argv)
     if (Diagnostics::runCommandLine(arguments))
         return app->exec();
 
-    // The desktop application (force-click listener, tray menu) is not part of this build yet.
-    std::fputs(qPrintable(Diagnostics::helpText()), stdout);
-    return 0;
+    return runApplication(static_cast<QApplication&>(*app));
 }

@@ -37,12 +37,18 @@ TEST(CommandLineTest, VersionPrintsOneLine)
     EXPECT_EQ(run.out.count('\n'), 1);
 }
 
-TEST(CommandLineTest, AnUnknownOptionStoresNothing)
+// Without an operation the desktop application starts; without a display it cannot, says so
+// and stores nothing for an option it does not know.
+TEST(CommandLineTest, WithoutADisplayTheApplicationSaysWhyAndAnUnknownOptionStoresNothing)
 {
     TempHome home;
-    const ProcessResult run = runPeekwell({u"--no-such-operation"_s}, homeAt(home));
-    ASSERT_FALSE(run.crashed);
-    EXPECT_EQ(run.exitCode, 0);
+    QProcessEnvironment env = homeAt(home);
+    for (const QString& name : {u"QT_QPA_PLATFORM"_s, u"DISPLAY"_s, u"WAYLAND_DISPLAY"_s})
+        env.insert(name, QString());
+    const ProcessResult run = runPeekwell({u"--no-such-operation"_s}, env, 10'000);
+    ASSERT_FALSE(run.crashed || run.timedOut);
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_TRUE(run.err.contains("needs a display (DISPLAY is not set)")) << run.err.constData();
     EXPECT_FALSE(QDir(home.path() + u"/.config/peekwell"_s).exists() &&
                  !QDir(home.path() + u"/.config/peekwell"_s).isEmpty());
 }

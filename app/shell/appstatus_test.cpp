@@ -1,0 +1,212 @@
+#include "appstatus.h"
+#include "chatindex.h"
+#include "eventwait.h"
+#include "forceclick.h"
+#include "pref.h"
+#include "temphome.h"
+
+#include <QDir>
+#include <QFile>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QRegularExpression>
+#include <gtest/gtest.h>
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace {
+
+// A platform the test controls: each hook records its call and answers from the fields.
+struct ScriptedPlatform {
+    QStringList calls;
+    bool trusted = false;
+    bool installed = false;
+    int indexPasses = 0;
+    std::function<void(qint64)> pendingIndexDone;
+    std::optional<RunningApplication> active = RunningApplication{7, u"Chromium"_s, {}};
+    std::function<void(const RunningApplication&)> activated;
+    QList<qint64> examined;
+    QList<std::pair<LookupQuery, QPointF>> shown;
+
+    AppStatus::Hooks hooks()
+    {
+        AppStatus::Hooks h;
+        h.setLookupHandler = [this](auto handler) {
+            calls << u"handler"_s;
+            ForceClick::setLookupHandler(std::move(handler));
+        };
+        h.prewarm = [this] { calls << u"prewarm"_s; };
+        h.trusted = [this] { return trusted; };
+        h.requestAccess = [this] {
+            calls << u"requestAccess"_s;
+            return false;
+        };
+        h.installListener = [this] {
+            calls << u"install"_s;
+            installed = true;
+            return true;
+        };
+        h.listenerInstalled = [this] { return installed; };
+        h.listenerSource = [] { return u"X11"_s; };
+        h.appleModel = [] { return u"On device"_s; };
+        h.indexPass = [this](std::function<void(qint64)> done) {
+            calls << u"index"_s;
+            ++indexPasses;
+            pendingIndexDone = std::move(done);
+        };
+        h.activeApplication = [this] {
+            calls << u"activeApplication"_s;
+            return active;
+        };
+        h.enableWebAccessibility = [this](const RunningApplication& application) {
+            calls << u"web:"_s + application.name;
+            examined << application.pid;
+        };
+        h.observeActivations = [this](auto handler) {
+            calls << u"observe"_s;
+            activated = std::move(handler);
+        };
+        h.show = [this](const LookupQuery& query, const QPointF& point) {
+            shown.append({query, point});
+        };
+        h.pointer = [] { return QPointF(40, 50); };
+        return h;
+    }
+};
+
+QJsonObject statusFile(const TempHome& home)
+{
+    QFile file(home.path() + u"/.local/state/peekwell/logs/status.json"_s);
+    return file.open(QIODevice::ReadOnly) ? QJsonDocument::fromJson(file.readAll()).object()
+                                          : QJsonObject();
+}
+
+class AppStatusTest : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        ForceClick::reset();
+        Pref::registerDefaults();
+    }
+    TempHome home;
+    ScriptedPlatform platform;
+};
+
+TEST_F(AppStatusTest, StartsInOrderAsksForAccessOnceAndListensOnceTrusted)
+{
+    AppStatus status(platform.hooks());
+    status.setTickInterval(5);
+    status.start();
+    EXPECT_EQ(platform.calls.join(u' ').toStdString(),
+              "handler prewarm requestAccess index activeApplication web:Chromium observe");
+    EXPECT_FALSE(status.trusted());
+    EXPECT_FALSE(status.tapInstalled());
+    EXPECT_EQ(statusFile(home).value(u"trusted"_s), QJsonValue(false)) << "written by start";
+
+    // Activations before access are not examined, so they are examined when they come again.
+    platform.activated(RunningApplication{8, u"Code"_s, {}});
+    ASSERT_TRUE(spinUntil([&] { return status.ticks() >= 3; }));
+    EXPECT_EQ(platform.calls.count(u"requestAccess"_s), 1);
+    EXPECT_EQ(platform.examined, QList<qint64>{7}) << "the activation was not examined";
+
+    platform.trusted = true;
+    status.refresh(); // what the next tick does
+    EXPECT_TRUE(status.tapInstalled()) << "installed at the first refresh after the grant";
+    ASSERT_TRUE(spinUntil([&] { return status.ticks() >= 6; }));
+    EXPECT_EQ(platform.calls.count(u"install"_s), 1);
+    EXPECT_EQ(status.listenerSource(), u"X11"_s);
+    ASSERT_TRUE(spinUntil([&] { return statusFile(home).value(u"tapInstalled"_s).toBool(); }));
+    EXPECT_TRUE(statusFile(home).value(u"trusted"_s).toBool());
+    ASSERT_TRUE(spinUntil([&] { return status.appleModel() == u"On device"_s; }));
+
+    platform.activated(RunningApplication{8, u"Code"_s, {}});
+    EXPECT_EQ(platform.examined, (QList<qint64>{7, 8}));
+}
+
+TEST_F(AppStatusTest, ReindexesEveryFifteenthTickAndKeepsTheStatusFile)
+{
+    AppStatus status(platform.hooks());
+    status.setTickInterval(1);
+    status.start();
+    EXPECT_TRUE(status.indexing());
+    platform.pendingIndexDone(12);
+    ASSERT_TRUE(spinUntil([&] { return !status.indexing(); }));
+    EXPECT_EQ(status.indexedSessions(), 12);
+
+    // The log folder removed while running comes back with the next tick.
+    const QString logs = home.path() + u"/.local/state/peekwell/logs"_s;
+    ASSERT_TRUE(QDir(logs).removeRecursively());
+    ASSERT_TRUE(spinUntil([&] { return status.ticks() >= 31; }));
+    EXPECT_EQ(platform.indexPasses, 1 + status.ticks() / 15);
+    EXPECT_TRUE(status.indexing()) << "a pass started at tick 30 has not reported";
+    EXPECT_TRUE(QFile::exists(logs + u"/status.json"_s));
+}
+
+TEST_F(AppStatusTest, ForceClickOpensThePanelAndCountsInTheStatusFile)
+{
+    ForceClick::setCapture([](const PointerTarget&) {
+        return CapturedText{TextSpan{u"launch"_s, u"A first launch."_s}, u"Mousepad"_s, u"range"_s};
+    });
+    AppStatus status(platform.hooks());
+    status.start();
+
+    InputEvent press{InputEvent::LeftMouseDown, 0, 0, {}};
+    InputEvent pressure{InputEvent::Pressure, 1, 1, {}};
+    pressure.target.screen = QPointF(310, 220);
+    ForceClick::handle(press);
+    ForceClick::handle(pressure);
+    pressure.stage = 2;
+    ForceClick::handle(pressure);
+    ASSERT_TRUE(spinUntil([&] { return !platform.shown.isEmpty(); }));
+    EXPECT_EQ(platform.shown.first().first,
+              (LookupQuery{u"launch"_s, u"A first launch."_s, u"Mousepad"_s}));
+    EXPECT_EQ(platform.shown.first().second, QPointF(310, 220));
+
+    status.tryLookup();
+    ASSERT_EQ(platform.shown.size(), 2);
+    EXPECT_EQ(platform.shown.last().first.term, u"launch"_s);
+    EXPECT_EQ(platform.shown.last().second, QPointF(40, 50));
+
+    status.refresh();
+    QFile file(home.path() + u"/.local/state/peekwell/logs/status.json"_s);
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    const QByteArray text = file.readAll();
+    QStringList keys;
+    for (const QRegularExpressionMatch& match :
+         QRegularExpression(uR"re(^\s*"(\w+)":)re"_s, QRegularExpression::MultilineOption)
+             .globalMatch(QString::fromUtf8(text)))
+        keys << match.captured(1);
+    EXPECT_EQ(keys,
+              (QStringList{u"forceClicks"_s, u"lastCapture"_s, u"lastCaptureMs"_s,
+                           u"pressureEvents"_s, u"tapInstalled"_s, u"trusted"_s, u"updated"_s}));
+    const QJsonObject json = QJsonDocument::fromJson(text).object();
+    EXPECT_EQ(json.value(u"forceClicks"_s), QJsonValue(1));
+    EXPECT_EQ(json.value(u"pressureEvents"_s), QJsonValue(2));
+    EXPECT_EQ(json.value(u"lastCapture"_s), QJsonValue(u"launch via range in Mousepad"_s));
+    EXPECT_TRUE(json.value(u"lastCaptureMs"_s).isDouble());
+    const QDateTime updated =
+        QDateTime::fromString(json.value(u"updated"_s).toString(), Qt::ISODate);
+    EXPECT_TRUE(json.value(u"updated"_s).toString().endsWith(u'Z'));
+    EXPECT_LT(qAbs(updated.secsTo(QDateTime::currentDateTimeUtc())), 60);
+    ForceClick::setCapture({});
+}
+
+// The real conversation index on a worker thread: busy from start until the pass reports,
+// then the number of transcripts.
+TEST_F(AppStatusTest, IndexingLineFollowsARealIndexPass)
+{
+    const std::string line = R"({"type":"user","sessionId":"s","cwd":"/w","timestamp":)"
+                             R"("2026-03-01T12:00:00Z","message":{"role":"user","content":"hi"}})"
+                             "\n";
+    home.write(u".claude/projects/-w/a.jsonl"_s, QByteArray::fromStdString(line));
+    home.write(u".claude/projects/-w/b.jsonl"_s, QByteArray::fromStdString(line));
+    AppStatus::Hooks hooks = platform.hooks();
+    hooks.indexPass = nullptr; // the real one, on ChatIndex::shared() under this home
+    AppStatus status(std::move(hooks));
+    status.start();
+    EXPECT_TRUE(status.indexing());
+    ASSERT_TRUE(spinUntil([&] { return !status.indexing(); }));
+    EXPECT_EQ(status.indexedSessions(), 2);
+}
+
+} // namespace

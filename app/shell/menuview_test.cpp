@@ -1,0 +1,243 @@
+#include "appstatus.h"
+#include "autostart.h"
+#include "eventwait.h"
+#include "lookuppanel.h"
+#include "lookuppanelcontroller.h"
+#include "memorysecretstore.h"
+#include "menutexts.h"
+#include "menuview.h"
+#include "pref.h"
+#include "recallsettingsview.h"
+#include "switchbutton.h"
+#include "temphome.h"
+
+#include <QComboBox>
+#include <QCursor>
+#include <QFile>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QTest>
+#include <gtest/gtest.h>
+#include <mutex>
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace {
+
+// The nine keys' switches by the words beside them.
+const QList<std::pair<QString, QString>> kSwitches = {
+    {MenuTexts::lookUpOnForceClick, u"enabled"_s},  {MenuTexts::takeOverPress, u"replaceLookUp"_s},
+    {MenuTexts::answer, u"backend.apple"_s},        {MenuTexts::recall, u"backend.recall"_s},
+    {MenuTexts::chats, u"backend.chats"_s},         {MenuTexts::library, u"backend.shelfwise"_s},
+    {MenuTexts::wikipedia, u"backend.wikipedia"_s},
+};
+
+// The local model server's address on a port nothing listens on.
+const QVariantMap kClosedLocalModel = {{u"localModel.baseURL"_s, u"http://127.0.0.1:9/v1"_s}};
+
+AppStatus::Hooks quietHooks(bool* trusted, std::function<void(qint64)>* indexDone)
+{
+    AppStatus::Hooks h;
+    h.setLookupHandler = [](auto) {};
+    h.prewarm = [] {};
+    h.trusted = [trusted] { return *trusted; };
+    h.requestAccess = [] { return false; };
+    h.installListener = [] { return true; };
+    h.listenerInstalled = [trusted] { return *trusted; };
+    h.listenerSource = [] { return u"X11"_s; };
+    h.appleModel = [] { return u"Start a local model server at http://127.0.0.1:9/v1"_s; };
+    h.indexPass = [indexDone](auto done) { *indexDone = std::move(done); };
+    h.activeApplication = [] { return std::nullopt; };
+    h.enableWebAccessibility = [](const RunningApplication&) {};
+    h.observeActivations = [](auto) {};
+    return h;
+}
+
+class MenuViewTest : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        SecretStore::setStandard(&keyring);
+        Pref::registerDefaults(preferences);
+        preferences.registerDefaults(kClosedLocalModel);
+    }
+    void TearDown() override { SecretStore::setStandard(nullptr); }
+
+    SwitchButton* switchFor(MenuView& menu, const QString& name)
+    {
+        for (SwitchButton* button : menu.findChildren<SwitchButton*>())
+            if (button->accessibleName() == name)
+                return button;
+        ADD_FAILURE() << "no switch " << name.toStdString();
+        return nullptr;
+    }
+    bool showsText(MenuView& menu, const QString& text)
+    {
+        for (QLabel* label : menu.findChildren<QLabel*>())
+            if (label->text() == text && label->isVisibleTo(&menu))
+                return true;
+        return false;
+    }
+    void pick(MenuView& menu, RecallModel model)
+    {
+        auto* picker = menu.findChild<QComboBox*>();
+        const int index = picker->findData(model.rawValue());
+        picker->setCurrentIndex(index);
+        Q_EMIT picker->activated(index); // as a choice in its list does
+    }
+
+    TempHome home;
+    MemorySecretStore keyring;
+    Preferences preferences{home.path() + u"/peekwell.conf"_s};
+    bool trusted = false;
+    std::function<void(qint64)> indexDone;
+    AppStatus status{quietHooks(&trusted, &indexDone)};
+};
+
+TEST_F(MenuViewTest, FreshUserSeesTheDefaultsAndEverySwitchWritesItsKey)
+{
+    MenuView menu(status, preferences);
+    for (const auto& [name, key] : kSwitches) {
+        SwitchButton* button = switchFor(menu, name);
+        ASSERT_TRUE(button);
+        EXPECT_EQ(button->isChecked(), key != u"backend.shelfwise"_s) << key.toStdString();
+        QTest::mouseClick(button, Qt::LeftButton);
+        EXPECT_TRUE(preferences.isStored(key)) << key.toStdString();
+        EXPECT_EQ(preferences.boolValue(key), button->isChecked()) << key.toStdString();
+        EXPECT_EQ(preferences.boolValue(key), key == u"backend.shelfwise"_s) << key.toStdString();
+    }
+    EXPECT_EQ(menu.findChild<QComboBox*>()->currentText(), u"Local model"_s);
+    auto* url = menu.findChild<QLineEdit*>();
+    ASSERT_TRUE(url);
+    EXPECT_EQ(url->text(), u"http://localhost:3010"_s);
+    url->clear();
+    QTest::keyClicks(url, u"http://shelf:1"_s);
+    EXPECT_EQ(preferences.stringValue(u"backend.shelfwise.url"_s), u"http://shelf:1"_s)
+        << "stored as typed";
+
+    SwitchButton* login = switchFor(menu, MenuTexts::startAtLogin);
+    ASSERT_TRUE(login);
+    EXPECT_FALSE(login->isChecked());
+    QTest::mouseClick(login, Qt::LeftButton);
+    QFile entry(home.path() + u"/.config/autostart/peekwell.desktop"_s);
+    ASSERT_TRUE(entry.open(QIODevice::ReadOnly));
+    EXPECT_TRUE(entry.readAll().contains(
+        "\nExec=" + QFile::encodeName(QCoreApplication::applicationFilePath()) + '\n'));
+    QTest::mouseClick(login, Qt::LeftButton);
+    EXPECT_FALSE(QFile::exists(entry.fileName()));
+
+    // Reopened, the menu shows what is stored.
+    MenuView again(status, preferences);
+    EXPECT_FALSE(switchFor(again, MenuTexts::wikipedia)->isChecked());
+    EXPECT_TRUE(switchFor(again, MenuTexts::library)->isChecked());
+}
+
+TEST_F(MenuViewTest, PickerShowsTheSettingsOfTheChosenModel)
+{
+    MenuView menu(status, preferences);
+    RecallSettingsView* settings = menu.recallSettings();
+    EXPECT_FALSE(settings->nameField()) << "the local model has only its status line";
+
+    pick(menu, RecallModel::custom);
+    EXPECT_EQ(preferences.stringValue(u"recall.model"_s), u"custom"_s);
+    settings = menu.recallSettings();
+    ASSERT_TRUE(settings->nameField() && settings->baseURLField() && settings->keyField());
+    EXPECT_EQ(settings->nameField()->text(), u"qwen"_s);
+    EXPECT_EQ(settings->keyField()->echoMode(), QLineEdit::Password);
+    EXPECT_EQ(settings->keyField()->placeholderText(), u"API key"_s);
+    ASSERT_TRUE(spinUntil([&] { return settings->statusLine()->text() == u"Set a base URL"_s; }));
+
+    QTest::keyClicks(settings->baseURLField(), u"http://127.0.0.1:9/v1"_s);
+    QTest::keyClick(settings->baseURLField(), Qt::Key_Return);
+    QTest::keyClicks(settings->keyField(), u"sk-local"_s);
+    QTest::keyClick(settings->keyField(), Qt::Key_Return);
+    EXPECT_EQ(preferences.stringValue(u"recall.custom.baseURL"_s), u"http://127.0.0.1:9/v1"_s);
+    EXPECT_EQ(keyring.get(u"custom"_s), u"sk-local"_s);
+    EXPECT_TRUE(settings->keyField()->text().isEmpty());
+    EXPECT_EQ(settings->keyField()->placeholderText(), u"API key saved (type to replace)"_s);
+    ASSERT_TRUE(spinUntil([&] { return settings->statusLine()->text() == u"qwen"_s; }));
+
+    pick(menu, RecallModel::claude);
+    settings = menu.recallSettings();
+    EXPECT_FALSE(settings->baseURLField());
+    EXPECT_EQ(settings->nameField()->text(), u"claude-haiku-5-5"_s);
+    ASSERT_TRUE(spinUntil([&] { return settings->statusLine()->text() == u"Add an API key"_s; }));
+}
+
+TEST_F(MenuViewTest, StatusLinesFollowTheStatusObject)
+{
+    MenuView menu(status, preferences);
+    status.start();
+    EXPECT_TRUE(showsText(menu, MenuTexts::notListening));
+    EXPECT_TRUE(showsText(menu, MenuTexts::accessibilityNotice));
+    EXPECT_TRUE(showsText(menu, MenuTexts::indexing));
+    ASSERT_TRUE(spinUntil(
+        [&] { return showsText(menu, u"Start a local model server at http://127.0.0.1:9/v1"_s); }));
+
+    indexDone(3);
+    trusted = true;
+    ASSERT_TRUE(spinUntil([&] { return showsText(menu, MenuTexts::listening); }));
+    EXPECT_TRUE(showsText(menu, u"Force clicks are heard through X11."_s));
+    EXPECT_FALSE(showsText(menu, MenuTexts::accessibilityNotice));
+    EXPECT_TRUE(showsText(menu, u"3 sessions indexed"_s));
+}
+
+TEST_F(MenuViewTest, UnwritableSettingsKeepTheSwitchAndSayWhy)
+{
+    // The settings folder is a file: nothing can be written below it.
+    const QString blocked = home.write(u"blocked"_s, "not a folder");
+    Preferences unwritable(blocked + u"/peekwell.conf"_s);
+    Pref::registerDefaults(unwritable);
+    unwritable.registerDefaults(kClosedLocalModel);
+    // Messages may come from the worker threads of the status lines too.
+    static std::mutex lock;
+    static QStringList warnings;
+    warnings.clear();
+    const QtMessageHandler previous =
+        qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString& text) {
+            const std::lock_guard guard(lock);
+            warnings << text;
+        });
+    MenuView menu(status, unwritable);
+    SwitchButton* wikipedia = switchFor(menu, MenuTexts::wikipedia);
+    QTest::mouseClick(wikipedia, Qt::LeftButton);
+    qInstallMessageHandler(previous);
+    EXPECT_FALSE(wikipedia->isChecked());
+    const std::lock_guard guard(lock);
+    EXPECT_TRUE(warnings.join(u'\n').contains(blocked)) << warnings.join(u'\n').toStdString();
+}
+
+// The real lookup path: the sample query in the panel at the pointer, with the user's sources
+// (pointed at closed local ports).
+TEST(MenuLookupTest, TryALookupOpensThePanelAtThePointer)
+{
+    TempHome home;
+    Preferences& preferences = Preferences::standard();
+    Pref::registerDefaults(preferences);
+    preferences.setValue(u"localModel.baseURL"_s, u"http://127.0.0.1:9/v1"_s);
+    preferences.setValue(u"backend.wikipedia.url"_s, u"http://127.0.0.1:9"_s);
+    AppStatus::Hooks hooks;
+    hooks.pointer = [] { return QPointF(300, 200); };
+    hooks.trusted = [] { return false; };
+    AppStatus status(std::move(hooks));
+    MenuView menu(status, preferences);
+    bool hid = false;
+    QObject::connect(&menu, &MenuView::tryingLookup, [&] { hid = true; });
+    QPushButton* tryIt = nullptr;
+    for (QPushButton* button : menu.findChildren<QPushButton*>())
+        if (button->text() == MenuTexts::tryLookup)
+            tryIt = button;
+    ASSERT_TRUE(tryIt);
+    QTest::mouseClick(tryIt, Qt::LeftButton);
+    EXPECT_TRUE(hid);
+    LookupPanelController& panels = LookupPanelController::shared();
+    ASSERT_TRUE(panels.model() && panels.panel());
+    EXPECT_EQ(panels.model()->query(), AppStatus::sampleQuery());
+    EXPECT_EQ(panels.model()->tabs().size(), 4) << "Answer, Recall, Chats, Wikipedia";
+    EXPECT_EQ(panels.panel()->geometry(),
+              LookupPanelController::frame(QPointF(300, 200)).toAlignedRect());
+    panels.close();
+}
+
+} // namespace

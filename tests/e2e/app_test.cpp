@@ -1,0 +1,255 @@
+// The desktop application end to end: the real executable on a private X server with a window
+// manager (and, where a case needs one, trayer's XEmbed system tray), observed with xdotool
+// and xwininfo as a user's desktop would be.
+#include "eventwait.h"
+#include "temphome.h"
+#include "x11activewindow.h"
+#include "xsession.h"
+
+#include <QDeadlineTimer>
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <QRect>
+#include <QRegularExpression>
+#include <QThread>
+#include <cstdlib>
+#include <gtest/gtest.h>
+#include <memory>
+#include <xcb/xcb.h>
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace {
+
+const QString kPeekwell = QStringLiteral(PEEKWELL_EXECUTABLE);
+
+template <typename F> bool waitFor(F condition, int ms = 10000)
+{
+    QDeadlineTimer deadline(ms);
+    while (!condition() && !deadline.hasExpired())
+        QThread::msleep(50);
+    return condition();
+}
+
+// Whether a system tray manager owns the tray selection of the display's first screen.
+bool trayManaged(const QString& display)
+{
+    xcb_connection_t* connection = xcb_connect(display.toLocal8Bit().constData(), nullptr);
+    bool owned = false;
+    if (!xcb_connection_has_error(connection)) {
+        const char name[] = "_NET_SYSTEM_TRAY_S0";
+        xcb_intern_atom_reply_t* atom = xcb_intern_atom_reply(
+            connection, xcb_intern_atom(connection, 0, sizeof(name) - 1, name), nullptr);
+        if (atom) {
+            xcb_get_selection_owner_reply_t* owner = xcb_get_selection_owner_reply(
+                connection, xcb_get_selection_owner(connection, atom->atom), nullptr);
+            owned = owner && owner->owner != XCB_WINDOW_NONE;
+            std::free(owner);
+            std::free(atom);
+        }
+    }
+    xcb_disconnect(connection);
+    return owned;
+}
+
+void stop(QProcess& process)
+{
+    if (process.state() == QProcess::NotRunning)
+        return;
+    process.kill();
+    process.waitForFinished(5000);
+}
+
+class AppEndToEndTest : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        if (!XSession::xvfbInstalled())
+            GTEST_SKIP() << "Xvfb is not installed (Debian package xvfb)";
+        m_session = std::make_unique<XSession>();
+        QString error;
+        ASSERT_TRUE(m_session->start(&error)) << error.toStdString();
+        // Every source points at closed local ports: nothing leaves the machine.
+        m_home.write(u".config/peekwell/peekwell.conf"_s,
+                     "[General]\nlocalModel.baseURL=http://127.0.0.1:9/v1\n"
+                     "backend.wikipedia.url=http://127.0.0.1:9\n");
+        QDir().mkpath(runtimeDir());
+        QFile::setPermissions(runtimeDir(), QFileDevice::ReadOwner | QFileDevice::WriteOwner |
+                                                QFileDevice::ExeOwner);
+    }
+
+    void TearDown() override
+    {
+        for (auto& process : m_processes)
+            stop(*process);
+    }
+
+    QString runtimeDir() const { return m_home.path() + u"/run"_s; }
+
+    QProcessEnvironment environment() const
+    {
+        QProcessEnvironment env = m_session->environment(m_home.path());
+        env.insert(u"XDG_RUNTIME_DIR"_s, runtimeDir());
+        env.remove(u"DBUS_SESSION_BUS_ADDRESS"_s);
+        return env;
+    }
+
+    QProcess& launch(const QString& program, const QStringList& arguments = {})
+    {
+        auto process = std::make_unique<QProcess>();
+        process->setProcessEnvironment(environment());
+        process->start(program, arguments);
+        EXPECT_TRUE(process->waitForStarted(5000)) << program.toStdString();
+        m_processes.push_back(std::move(process));
+        return *m_processes.back();
+    }
+
+    QString xdotool(const QStringList& arguments)
+    {
+        return m_session->tool(u"xdotool"_s, arguments);
+    }
+
+    QString menuWindow()
+    {
+        return xdotool({u"search"_s, u"--onlyvisible"_s, u"--name"_s, u"^Peekwell menu$"_s})
+            .trimmed()
+            .section(u'\n', 0, 0);
+    }
+    bool menuShown()
+    {
+        return waitFor([&] { return !menuWindow().isEmpty(); });
+    }
+    bool menuHidden()
+    {
+        return waitFor([&] { return menuWindow().isEmpty(); });
+    }
+
+    QRect geometry(const QString& window)
+    {
+        const QString info = m_session->tool(u"xwininfo"_s, {u"-id"_s, window});
+        auto field = [&](const QString& name) {
+            return QRegularExpression(name + u":\\s+(-?\\d+)"_s).match(info).captured(1).toInt();
+        };
+        return {field(u"Absolute upper-left X"_s), field(u"Absolute upper-left Y"_s),
+                field(u"Width"_s), field(u"Height"_s)};
+    }
+
+    // trayer's XEmbed tray at the top right, once it manages the display's tray.
+    void startTray()
+    {
+        QProcess& tray =
+            launch(u"trayer"_s, {u"--edge"_s, u"top"_s, u"--align"_s, u"right"_s, u"--widthtype"_s,
+                                 u"request"_s, u"--height"_s, u"24"_s});
+        ASSERT_TRUE(waitFor([&] { return trayManaged(m_session->display()); }))
+            << "trayer does not manage the tray: " << tray.readAllStandardError().toStdString();
+    }
+    // Our icon docked in the tray (the menu window, of the same class, is hidden then).
+    QString trayIcon()
+    {
+        return xdotool({u"search"_s, u"--onlyvisible"_s, u"--class"_s, u"^peekwell$"_s})
+            .trimmed()
+            .section(u'\n', 0, 0);
+    }
+
+    TempHome m_home;
+    std::unique_ptr<XSession> m_session;
+    std::vector<std::unique_ptr<QProcess>> m_processes;
+};
+
+TEST_F(AppEndToEndTest, WithoutATrayTheMenuOpensAtStartAndALaterStartReopensIt)
+{
+    QProcess& first = launch(kPeekwell);
+    ASSERT_TRUE(menuShown()) << first.readAllStandardError().toStdString();
+    xdotool({u"windowactivate"_s, u"--sync"_s, menuWindow(), u"key"_s, u"Escape"_s});
+    ASSERT_TRUE(menuHidden());
+
+    QProcess& second = launch(kPeekwell);
+    ASSERT_TRUE(second.waitForFinished(10000));
+    EXPECT_EQ(second.exitCode(), 0) << second.readAllStandardError().toStdString();
+    EXPECT_TRUE(menuShown()) << "the running instance opened its menu";
+    EXPECT_EQ(first.state(), QProcess::Running);
+
+    // A crash leaves its lock and socket behind; the next start takes them over.
+    first.kill();
+    first.waitForFinished(5000);
+    ASSERT_TRUE(menuHidden());
+    ASSERT_TRUE(QFile::exists(runtimeDir() + u"/peekwell.socket"_s));
+    QProcess& third = launch(kPeekwell);
+    ASSERT_TRUE(menuShown()) << third.readAllStandardError().toStdString();
+    EXPECT_FALSE(third.waitForFinished(1000)) << "it runs as the session's instance";
+}
+
+TEST_F(AppEndToEndTest, TheTrayIconOpensTheMenuUnderIt)
+{
+    startTray();
+    QProcess& app = launch(kPeekwell);
+    QString icon;
+    ASSERT_TRUE(waitFor([&] { return !(icon = trayIcon()).isEmpty(); }))
+        << "no icon docked in the tray: " << app.readAllStandardError().toStdString();
+    EXPECT_TRUE(menuWindow().isEmpty()) << "with a tray the menu waits for the icon";
+
+    const QRect iconFrame = geometry(icon);
+    EXPECT_LE(iconFrame.width(), 32) << "a tray icon, not a window";
+    xdotool({u"mousemove"_s, QString::number(iconFrame.center().x()),
+             QString::number(iconFrame.center().y()), u"click"_s, u"1"_s});
+    ASSERT_TRUE(menuShown());
+    const QRect menuFrame = geometry(menuWindow());
+    EXPECT_GE(menuFrame.top(), iconFrame.bottom()) << "under the icon";
+    EXPECT_EQ(menuFrame.width(), 320);
+}
+
+// Started at login before the desktop's panel: the menu opens, and the icon follows the tray.
+TEST_F(AppEndToEndTest, ATrayThatComesLaterGetsTheIcon)
+{
+    launch(kPeekwell);
+    ASSERT_TRUE(menuShown());
+    xdotool({u"windowactivate"_s, u"--sync"_s, menuWindow(), u"key"_s, u"Escape"_s});
+    ASSERT_TRUE(menuHidden());
+    startTray();
+    EXPECT_TRUE(waitFor([&] { return !trayIcon().isEmpty(); }));
+}
+
+TEST_F(AppEndToEndTest, LosingTheDisplayEndsWithStatusOne)
+{
+    QProcess& app = launch(kPeekwell);
+    ASSERT_TRUE(menuShown());
+    m_session.reset(); // the X server goes away under the running application
+    ASSERT_TRUE(app.waitForFinished(10000)) << "still running without its display";
+    EXPECT_EQ(app.exitStatus(), QProcess::NormalExit);
+    EXPECT_EQ(app.exitCode(), 1);
+    EXPECT_TRUE(QString::fromLocal8Bit(app.readAllStandardError())
+                    .contains(QRegularExpression(u"X11? connection"_s)));
+}
+
+// The activation observer's own connection: the window openbox activates names its program,
+// and the end of the server is reported rather than waited on.
+TEST_F(AppEndToEndTest, ActiveWindowNamesItsProgramAndReportsTheServersEnd)
+{
+    const QByteArray display = qgetenv("DISPLAY");
+    qputenv("DISPLAY", m_session->display().toLocal8Bit());
+    X11ActiveWindow watch;
+    QString error;
+    const bool started = watch.start(&error);
+    qputenv("DISPLAY", display);
+    ASSERT_TRUE(started) << error.toStdString();
+    QList<X11ActiveWindow::Owner> activated;
+    QObject::connect(&watch, &X11ActiveWindow::activated,
+                     [&](const X11ActiveWindow::Owner& owner) { activated << owner; });
+    QString lost;
+    QObject::connect(&watch, &X11ActiveWindow::connectionLost,
+                     [&](const QString& reason) { lost = reason; });
+
+    QProcess& app = launch(kPeekwell);
+    ASSERT_TRUE(spinUntil([&] { return !activated.isEmpty(); }));
+    EXPECT_EQ(activated.last().pid, app.processId());
+    EXPECT_EQ(activated.last().className, u"peekwell"_s);
+    EXPECT_EQ(watch.current(), activated.last());
+
+    m_session.reset();
+    ASSERT_TRUE(spinUntil([&] { return !lost.isEmpty(); }));
+    EXPECT_TRUE(lost.contains(u"closed the connection"_s)) << lost.toStdString();
+    EXPECT_FALSE(watch.current());
+}
+
+} // namespace
