@@ -46,7 +46,7 @@ bool A11ySession::start(const XSession& display, QString* error)
                           QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
     m_bus = std::make_unique<QProcess>();
     m_bus->setProcessEnvironment(display.environment(QString()));
-    m_bus->setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    m_bus->setStandardErrorFile(QProcess::nullDevice());
     m_bus->start(QStringLiteral("dbus-daemon"),
                  {QStringLiteral("--session"), QStringLiteral("--nofork"),
                   QStringLiteral("--print-address=1")});
@@ -58,7 +58,7 @@ bool A11ySession::start(const XSession& display, QString* error)
 
     m_launcher = std::make_unique<QProcess>();
     m_launcher->setProcessEnvironment(environment(QString()));
-    m_launcher->setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    m_launcher->setStandardErrorFile(QProcess::nullDevice());
     m_launcher->setStandardOutputFile(QProcess::nullDevice());
     m_launcher->start(kLauncher,
                       {QStringLiteral("--launch-immediately"), QStringLiteral("--a11y=1")});
