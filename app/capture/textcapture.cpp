@@ -8,9 +8,14 @@
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFileInfo>
+#include <QLoggingCategory>
 #include <QSet>
 #include <unicode/rbbi.h>
+
+// Debug messages time each step of a capture: QT_LOGGING_RULES="peekwell.capture.debug=true".
+Q_LOGGING_CATEGORY(lcCapture, "peekwell.capture", QtWarningMsg)
 
 namespace TextCapture {
 
@@ -163,18 +168,26 @@ bool isElectronApplication(const QString& executable)
 
 std::optional<CapturedText> capture(const PointerTarget& target)
 {
+    QElapsedTimer clock;
+    clock.start();
+    const auto step = [&](const char* what) {
+        qCDebug(lcCapture, "%s after %.1f ms", what, double(clock.nsecsElapsed()) / 1e6);
+    };
     Accessibility& ax = Accessibility::standard();
     ax.setMessagingTimeout(kMessagingTimeout);
     const Element hit = ax.elementAt(target);
+    step(hit ? "element found" : "no element");
     if (!hit || ax.processId(hit) == QCoreApplication::applicationPid())
         return std::nullopt;
     const std::optional<QString> app = appName(ax, hit);
     const auto found = [&](const TextSpan& span, const char* method) {
+        step(method);
         return CapturedText{span, app, QString::fromLatin1(method)};
     };
 
     if (const std::optional<TextSpan> span = viaRange(ax, hit, target.screen))
         return found(*span, "range");
+    step("no range");
     Element current = hit;
     for (int tries = 1; tries <= kTextMarkerTries; ++tries) {
         if (const std::optional<TextSpan> span = viaTextMarker(ax, current, target.screen))
@@ -186,10 +199,13 @@ std::optional<CapturedText> capture(const PointerTarget& target)
             break;
         current = *parent;
     }
+    step("no text marker");
     if (const std::optional<TextSpan> span = viaWordBounds(ax, hit, target.screen))
         return found(*span, "bounds");
+    step("no word bounds");
     if (const std::optional<TextSpan> span = selection(ax, hit))
         return found(*span, "selection");
+    step("no selection");
     return std::nullopt;
 }
 

@@ -2,6 +2,7 @@
 
 #include "textunits.h"
 
+#include <QSet>
 #include <QtGlobal>
 #include <algorithm>
 #include <cmath>
@@ -11,6 +12,14 @@ namespace {
 
 // Longest stretch of text fetched for one offset conversion, in code points.
 constexpr qsizetype kLongestStretch = 4'000'000;
+
+// Programs that leave GetOffsetAtPoint unanswered while answering the rest (GTK 4.8's text
+// views): they are not asked again, which would cost the whole time-out at every capture.
+QSet<qint64>& withoutOffsetAtPoint()
+{
+    static QSet<qint64> pids;
+    return pids;
+}
 
 QString takeString(gchar* text)
 {
@@ -232,13 +241,22 @@ std::optional<QString> AtspiNode::wholeText()
 
 std::optional<qsizetype> AtspiNode::offsetAtPoint(const QPointF& screen)
 {
-    if (m_program->hung || !hasText())
+    if (m_program->hung || withoutOffsetAtPoint().contains(m_program->pid) || !hasText())
         return std::nullopt;
     const QPoint point = toProgram(screen);
     AtspiRequest request(*m_program);
     const gint offset = atspi_text_get_offset_at_point(
         ATSPI_TEXT(m_accessible), point.x(), point.y(), m_program->coordinates, request.error());
-    if (!request.ok() || offset < 0)
+    if (!request.ok()) {
+        // Unanswered: a program that still answers something else lacks only this.
+        if (m_program->hung) {
+            m_program->hung = false;
+            if (characterCount())
+                withoutOffsetAtPoint().insert(m_program->pid);
+        }
+        return std::nullopt;
+    }
+    if (offset < 0)
         return std::nullopt;
     return offset;
 }

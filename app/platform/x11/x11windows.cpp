@@ -1,7 +1,6 @@
 #include "x11windows.h"
 
 #include <QElapsedTimer>
-#include <memory>
 #include <poll.h>
 #include <vector>
 
@@ -145,14 +144,6 @@ Window clientWindow(const X11Windows::Connection& c, Window window, int depth = 
 
 X11Windows::X11Windows(Connection* connection) : m_connection(connection) {}
 
-X11Windows::~X11Windows()
-{
-    if (m_connection->selectionWindow)
-        XDestroyWindow(m_connection->display, m_connection->selectionWindow);
-    XCloseDisplay(m_connection->display);
-    delete m_connection;
-}
-
 std::optional<QString> X11Windows::displayProblem()
 {
     const QByteArray name = qgetenv("DISPLAY");
@@ -165,9 +156,11 @@ std::optional<QString> X11Windows::displayProblem()
 
 X11Windows* X11Windows::instance()
 {
-    static std::unique_ptr<X11Windows> windows;
+    // Never closed: at exit the server may be gone already, and Xlib ends the process when a
+    // request meets a dead connection.
+    static X11Windows* windows = nullptr;
     if (windows)
-        return windows.get();
+        return windows;
     const QByteArray name = qgetenv("DISPLAY");
     if (name.isEmpty())
         return nullptr;
@@ -186,8 +179,8 @@ X11Windows* X11Windows::instance()
     c->wmState = XInternAtom(display, "WM_STATE", False);
     c->selectionProperty = XInternAtom(display, "PEEKWELL_SELECTION", False);
     c->incr = XInternAtom(display, "INCR", False);
-    windows.reset(new X11Windows(c));
-    return windows.get();
+    windows = new X11Windows(c);
+    return windows;
 }
 
 std::optional<WindowFacts> X11Windows::windowAt(const QPointF& screen)

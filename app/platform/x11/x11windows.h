@@ -10,8 +10,9 @@
 // they are examined are skipped; X errors never end the process.
 class X11Windows {
 public:
-    // The display named by $DISPLAY, opened on first use and kept for the process's life.
-    // Null when there is none (no DISPLAY, the server refuses).
+    // The display named by $DISPLAY, opened on first use and kept open for the process's life
+    // (never closed). Null when there is none (no DISPLAY, the server refuses); a later call
+    // tries again.
     static X11Windows* instance();
     // Why instance() is null: "DISPLAY is not set", "cannot open display :5"; nothing when a
     // display is there.
@@ -32,7 +33,6 @@ public:
     // `timeoutMs`. Selections too large to be sent in one piece are refused too.
     std::optional<QString> primarySelection(int timeoutMs);
 
-    ~X11Windows();
     X11Windows(const X11Windows&) = delete;
     X11Windows& operator=(const X11Windows&) = delete;
 
