@@ -105,6 +105,7 @@ std::string field(const QJsonObject& report, const char* key)
     return value.isString() ? value.toString().toStdString() : std::to_string(value.toDouble());
 }
 
+// Owned by GoogleTest, which sets it up before the first test and tears it down after the last.
 Desktop* const g_desktop = static_cast<Desktop*>(::testing::AddGlobalTestEnvironment(new Desktop));
 
 class CaptureEndToEndTest : public ::testing::Test {

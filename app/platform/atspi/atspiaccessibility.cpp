@@ -290,7 +290,9 @@ std::shared_ptr<AtspiNode> AtspiAccessibility::focusedElement(AtspiNode& applica
     for (int looked = 0; looked < kFocusSearched && !queue.empty() && !program.hung; ++looked) {
         std::shared_ptr<AtspiNode> node = std::move(queue.front());
         queue.pop_front();
+        AtspiRequest request(program);
         AtspiStateSet* states = atspi_accessible_get_state_set(node->accessible());
+        request.done();
         const bool focused = states && atspi_state_set_contains(states, ATSPI_STATE_FOCUSED);
         const bool showing = states && atspi_state_set_contains(states, ATSPI_STATE_SHOWING);
         if (states)

@@ -34,15 +34,15 @@ QString takeString(gchar* text)
 
 bool AtspiRequest::ok()
 {
-    const bool slow = m_clock.elapsed() >= m_program.timeoutMs * 3 / 4;
-    if (m_error) {
-        if (slow)
-            m_program.hung = true;
-        return false;
-    }
-    if (slow)
+    if (m_error && slow())
         m_program.hung = true;
-    return true;
+    return !m_error;
+}
+
+void AtspiRequest::done()
+{
+    if (slow())
+        m_program.hung = true;
 }
 
 AtspiNode::AtspiNode(AtspiAccessible* accessible, std::shared_ptr<AtspiProgram> program)
@@ -93,7 +93,7 @@ bool AtspiNode::hasText()
         return false;
     AtspiRequest request(*m_program);
     AtspiText* text = atspi_accessible_get_text_iface(m_accessible);
-    request.ok();
+    request.done();
     if (!text)
         return false;
     g_object_unref(text);
@@ -106,11 +106,12 @@ bool AtspiNode::isShowing()
         return false;
     AtspiRequest request(*m_program);
     AtspiStateSet* states = atspi_accessible_get_state_set(m_accessible);
+    request.done();
     if (!states)
         return false;
     const bool showing = atspi_state_set_contains(states, ATSPI_STATE_SHOWING);
     g_object_unref(states);
-    return request.ok() && showing;
+    return showing && !m_program->hung;
 }
 
 std::optional<QRectF> AtspiNode::extents()

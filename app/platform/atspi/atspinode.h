@@ -41,11 +41,16 @@ public:
     AtspiRequest& operator=(const AtspiRequest&) = delete;
 
     GError** error() { return &m_error; }
-    // True when the request succeeded. A failure that took most of the time-out marks the
-    // program hung; so does a request without an error slot that took that long.
+    // True when the request succeeded; a failure that took most of the time-out marks the
+    // program hung.
     bool ok();
+    // For requests that report no error (libatspi answers them with nothing): one that took
+    // most of the time-out marks the program hung.
+    void done();
 
 private:
+    bool slow() const { return m_clock.elapsed() >= m_program.timeoutMs * 3 / 4; }
+
     AtspiProgram& m_program;
     GError* m_error = nullptr;
     QElapsedTimer m_clock;
