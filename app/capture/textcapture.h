@@ -2,22 +2,18 @@
 
 #include "capturedtext.h"
 #include "pointertarget.h"
+#include "runningapplication.h"
 
 #include <QString>
 #include <optional>
 
-// A running program as the desktop lists it.
-struct RunningApplication {
-    qint64 pid = 0;
-    // The name a person knows it by ("Mousepad", "Chromium").
-    QString name;
-    // The program's executable, resolved (/proc/PID/exe); empty when unknown.
-    QString executable;
-};
-
 // Reads the word under a point, and its sentence, from whatever application shows it, through
-// the accessibility bus. Main thread only; every request to another program is bounded by
-// 0.25 s, so a capture that meets a hanging program still returns within about a second.
+// the accessibility interface (Accessibility::standard()). Four ways are tried in order:
+// "range" (the character range under the point), "textmarker" (the toolkit's own word and
+// sentence around the point, on the element and up to five of its ancestors), "bounds" (the
+// measured words of a label) and "selection" (the focused element's selected text, or the
+// desktop's). Main thread only; every request to another program is bounded by 0.25 s, so a
+// capture that meets a hanging program still returns within about a second.
 namespace TextCapture {
 
 // The word at the target and its sentence, with the application's name and the strategy that
@@ -25,7 +21,9 @@ namespace TextCapture {
 std::optional<CapturedText> capture(const PointerTarget& target);
 
 // Switches on the page accessibility of a Chromium browser or an Electron application, once
-// per process; every other program is remembered and not examined again.
+// per process; every other program is remembered and not examined again. Browsers are known
+// by their executable's name (chromium, chrome, brave, msedge, vivaldi-bin, …), Electron
+// applications by the resources/app.asar (or resources/app) beside their executable.
 void enableWebAccessibility(const RunningApplication& application);
 
 // The accessibility bus answers and says accessibility is on.

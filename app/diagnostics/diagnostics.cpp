@@ -6,6 +6,7 @@
 #include "keyoperation.h"
 #include "lookupoperations.h"
 #include "preferences.h"
+#include "probeoperations.h"
 #include "settingsoperations.h"
 #include "xdgpaths.h"
 
@@ -82,6 +83,19 @@ const QList<Operation>& operations()
          Kind::Headless,
          QStringLiteral("search the conversation index, at most 8 hits (search.json)"),
          &IndexOperations::search},
+        {QStringLiteral("--probe"),
+         {QStringLiteral("x"), QStringLiteral("y")},
+         true,
+         Kind::Headless,
+         QStringLiteral("read the word at screen point X Y through accessibility (probe.json)"),
+         ProbeOperations::probe},
+        {QStringLiteral("--probe-word"),
+         {QStringLiteral("application"), QStringLiteral("word")},
+         false,
+         Kind::Headless,
+         QStringLiteral("find WORD in APPLICATION's text on screen and read it back there "
+                        "(probe-word.json)"),
+         ProbeOperations::probeWord},
         {QStringLiteral("--lookup"),
          {QStringLiteral("term")},
          false,

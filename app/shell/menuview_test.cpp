@@ -3,6 +3,7 @@
 #include "eventwait.h"
 #include "lookuppanel.h"
 #include "lookuppanelcontroller.h"
+#include "lookupstream.h"
 #include "memorysecretstore.h"
 #include "menutexts.h"
 #include "menuview.h"
@@ -62,7 +63,12 @@ protected:
         Pref::registerDefaults(preferences);
         preferences.registerDefaults(kClosedLocalModel);
     }
-    void TearDown() override { SecretStore::setStandard(nullptr); }
+    void TearDown() override
+    {
+        // The status lines' checks run on the I/O pool and read the keyring and preferences.
+        ioThreadPool().waitForDone();
+        SecretStore::setStandard(nullptr);
+    }
 
     SwitchButton* switchFor(MenuView& menu, const QString& name)
     {
@@ -204,6 +210,7 @@ TEST_F(MenuViewTest, UnwritableSettingsKeepTheSwitchAndSayWhy)
     QTest::mouseClick(wikipedia, Qt::LeftButton);
     qInstallMessageHandler(previous);
     EXPECT_FALSE(wikipedia->isChecked());
+    ioThreadPool().waitForDone(); // the status checks read `unwritable`, which ends here
     const std::lock_guard guard(lock);
     EXPECT_TRUE(warnings.join(u'\n').contains(blocked)) << warnings.join(u'\n').toStdString();
 }

@@ -14,7 +14,9 @@ class QLineEdit;
 // preferences, a typed key to the desktop keyring.
 //
 // Main thread. The status line and the keyring check may block (they ask the local model
-// server and the keyring), so they run on a worker thread and fill in when they answer.
+// server and the keyring), so they run on a worker thread and fill in when they answer; a
+// check may outlive the view, so `preferences` must outlive every check (the standard
+// preferences live as long as the process).
 class RecallSettingsView : public QWidget {
     Q_OBJECT
 public:

@@ -1,0 +1,232 @@
+// Text capture end to end: the real executable's "--probe" and "--probe-word" against real
+// programs from Debian (Mousepad on GTK 3, Chromium on a local page) and a Qt window of ours,
+// on a private X display with a window manager, a session bus and the accessibility bus.
+// The desktop and its programs start once for the whole test program.
+#include "capturedesktop.h"
+
+#include <QDeadlineTimer>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QPointF>
+#include <QProcess>
+#include <QThread>
+#include <csignal>
+#include <gtest/gtest.h>
+#include <memory>
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace {
+
+using Program = CaptureDesktop::Program;
+const Program& kMousepad = CaptureDesktop::mousepad;
+const Program& kQt = CaptureDesktop::qt;
+const Program& kChromium = CaptureDesktop::chromium;
+
+const QString kPeekwell = QStringLiteral(PEEKWELL_EXECUTABLE);
+const QString kQtWindow = QStringLiteral(PEEKWELL_QT_WINDOW);
+
+struct ProbeRun {
+    int exitCode = -1;
+    bool finished = false;
+    QJsonObject report;
+    QByteArray err;
+};
+
+// The desktop with its three programs, up and showing their text before the first test.
+class Desktop : public ::testing::Environment {
+public:
+    void SetUp() override
+    {
+        m_missing = CaptureDesktop::missing();
+        if (!m_missing.isEmpty())
+            return;
+        m_desktop = std::make_unique<CaptureDesktop>();
+        if (!m_desktop->start(kQtWindow, true, &m_failure))
+            return;
+        for (const Program& program : {kMousepad, kQt, kChromium}) {
+            QDeadlineTimer deadline(45000);
+            while (!peekwell({u"--probe-word"_s, program.name, program.word})
+                        .report.contains(u"point"_s)) {
+                if (deadline.hasExpired()) {
+                    m_failure += program.name + u" shows no text on the accessibility bus. "_s;
+                    break;
+                }
+                QThread::msleep(250);
+            }
+        }
+    }
+
+    void TearDown() override { m_desktop.reset(); }
+
+    // Why the tests cannot run; empty when they can.
+    QString skipReason() const
+    {
+        return m_missing.isEmpty() ? QString() : u"not installed: "_s + m_missing;
+    }
+    QString failure() const { return m_failure; }
+
+    QProcessEnvironment environment() const { return m_desktop->environment(); }
+    qint64 pid(const Program& program) const { return m_desktop->pid(program); }
+
+    ProbeRun peekwell(const QStringList& arguments, std::optional<QProcessEnvironment> env = {})
+    {
+        QProcess process;
+        process.setProcessEnvironment(env ? *env : environment());
+        process.start(kPeekwell, arguments);
+        ProbeRun run;
+        run.finished = process.waitForFinished(30000);
+        if (!run.finished)
+            process.kill();
+        process.waitForFinished(5000);
+        run.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+        run.report = QJsonDocument::fromJson(process.readAllStandardOutput()).object();
+        run.err = process.readAllStandardError();
+        return run;
+    }
+
+private:
+    QString m_missing;
+    QString m_failure;
+    std::unique_ptr<CaptureDesktop> m_desktop;
+};
+
+// A report's value as text, for readable failures: "<absent>", "null", strings as they are.
+std::string field(const QJsonObject& report, const char* key)
+{
+    const QJsonValue value = report.value(QLatin1String(key));
+    if (value.isUndefined())
+        return "<absent>";
+    if (value.isNull())
+        return "null";
+    if (value.isBool())
+        return value.toBool() ? "true" : "false";
+    return value.isString() ? value.toString().toStdString() : std::to_string(value.toDouble());
+}
+
+// Owned by GoogleTest, which sets it up before the first test and tears it down after the last.
+Desktop* const g_desktop = static_cast<Desktop*>(::testing::AddGlobalTestEnvironment(new Desktop));
+
+class CaptureEndToEndTest : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        if (!g_desktop->skipReason().isEmpty())
+            GTEST_SKIP() << g_desktop->skipReason().toStdString();
+        ASSERT_TRUE(g_desktop->failure().isEmpty()) << g_desktop->failure().toStdString();
+    }
+
+    static QPointF pointOf(const QJsonObject& report)
+    {
+        const QJsonArray point = report.value(u"point"_s).toArray();
+        return {point.at(0).toDouble(), point.at(1).toDouble()};
+    }
+    static QStringList probeArguments(const QPointF& point)
+    {
+        return {u"--probe"_s, QString::number(point.x()), QString::number(point.y())};
+    }
+};
+
+TEST_F(CaptureEndToEndTest, EachProgramsWordIsFoundThenReadBackAtItsCentre)
+{
+    for (const Program& program : {kMousepad, kQt, kChromium}) {
+        SCOPED_TRACE(program.name.toStdString());
+        const ProbeRun found = g_desktop->peekwell({u"--probe-word"_s, program.name, program.word});
+        ASSERT_EQ(found.exitCode, 0) << found.err.toStdString();
+        EXPECT_EQ(field(found.report, "ok"), "true");
+        EXPECT_EQ(field(found.report, "word"), program.word.toStdString());
+        EXPECT_EQ(field(found.report, "sentence"), program.sentence.toStdString());
+        EXPECT_EQ(field(found.report, "method"), "range");
+        EXPECT_EQ(field(found.report, "app"), program.name.toStdString());
+
+        const ProbeRun probed = g_desktop->peekwell(probeArguments(pointOf(found.report)));
+        ASSERT_EQ(probed.exitCode, 0) << probed.err.toStdString();
+        EXPECT_EQ(field(probed.report, "trusted"), "true");
+        EXPECT_EQ(field(probed.report, "word"), program.word.toStdString());
+        EXPECT_EQ(field(probed.report, "sentence"), program.sentence.toStdString());
+        EXPECT_EQ(field(probed.report, "app"), program.app.toStdString());
+        EXPECT_EQ(field(probed.report, "method"), "range");
+        EXPECT_TRUE(probed.report.value(u"ms"_s).isDouble());
+    }
+    // The program also answers to the name it gives the accessibility bus.
+    const ProbeRun byBusName = g_desktop->peekwell({u"--probe-word"_s, u"mousepad"_s, u"Delta"_s});
+    EXPECT_EQ(field(byBusName.report, "ok"), "true");
+}
+
+// Finding a word and reading it back convert offsets both ways, so a conversion left out would
+// cancel itself. Here the point comes from the screen instead: the first word of the third
+// line lies below the first words of the lines above it, which no astral letter precedes.
+TEST_F(CaptureEndToEndTest, PastAstralLettersTheWordIsTheOneOnScreen)
+{
+    const QPointF alpha =
+        pointOf(g_desktop->peekwell({u"--probe-word"_s, kMousepad.name, u"Alpha"_s}).report);
+    const QPointF bravo =
+        pointOf(g_desktop->peekwell({u"--probe-word"_s, kMousepad.name, u"Bravo"_s}).report);
+    ASSERT_GT(bravo.y(), alpha.y());
+    const QPointF delta(alpha.x(), 2 * bravo.y() - alpha.y());
+    const ProbeRun probed = g_desktop->peekwell(probeArguments(delta));
+    EXPECT_EQ(field(probed.report, "word"), "Delta");
+    EXPECT_EQ(field(probed.report, "sentence"), kMousepad.sentence.toStdString());
+}
+
+TEST_F(CaptureEndToEndTest, NothingToReadGivesOnlyTrustAndTime)
+{
+    // Below Chromium, right of the Qt window: the bare desktop.
+    const ProbeRun empty = g_desktop->peekwell({u"--probe"_s, u"1250"_s, u"780"_s});
+    ASSERT_EQ(empty.exitCode, 0) << empty.err.toStdString();
+    EXPECT_EQ(empty.report.keys(), (QStringList{u"ms"_s, u"trusted"_s}));
+    EXPECT_EQ(field(empty.report, "trusted"), "true");
+
+    const ProbeRun missing = g_desktop->peekwell({u"--probe-word"_s, u"Notes"_s, u"Hello"_s});
+    ASSERT_EQ(missing.exitCode, 0);
+    EXPECT_EQ(missing.report,
+              (QJsonObject{{u"app"_s, u"Notes"_s},
+                           {u"expected"_s, u"Hello"_s},
+                           {u"error"_s, u"couldn't find “Hello” in Notes's text"_s}}));
+}
+
+TEST_F(CaptureEndToEndTest, AHangingProgramKeepsTheCaptureShort)
+{
+    const QPointF point =
+        pointOf(g_desktop->peekwell({u"--probe-word"_s, kMousepad.name, kMousepad.word}).report);
+    ::kill(pid_t(g_desktop->pid(kMousepad)), SIGSTOP);
+    const ProbeRun hung = g_desktop->peekwell(probeArguments(point));
+    ::kill(pid_t(g_desktop->pid(kMousepad)), SIGCONT);
+    ASSERT_TRUE(hung.finished);
+    EXPECT_EQ(hung.exitCode, 0) << hung.err.toStdString();
+    EXPECT_FALSE(hung.report.contains(u"word"_s));
+    // Each request gives up after 0.25 s and the program is not asked again.
+    EXPECT_LT(hung.report.value(u"ms"_s).toDouble(), 1000);
+
+    QDeadlineTimer deadline(10000);
+    ProbeRun again;
+    do
+        again = g_desktop->peekwell(probeArguments(point));
+    while (!again.report.contains(u"word"_s) && !deadline.hasExpired());
+    EXPECT_EQ(field(again.report, "word"), kMousepad.word.toStdString());
+}
+
+TEST_F(CaptureEndToEndTest, WithoutABusOrADisplayTheProbeSaysSo)
+{
+    QProcessEnvironment noBus = g_desktop->environment();
+    noBus.insert(u"DBUS_SESSION_BUS_ADDRESS"_s, u"unix:path=/nonexistent/bus"_s);
+    noBus.insert(u"AT_SPI_BUS_ADDRESS"_s, u"unix:path=/nonexistent/a11y"_s);
+    const ProbeRun untrusted = g_desktop->peekwell({u"--probe"_s, u"100"_s, u"100"_s}, noBus);
+    ASSERT_EQ(untrusted.exitCode, 0) << untrusted.err.toStdString();
+    EXPECT_EQ(untrusted.report.keys(), (QStringList{u"ms"_s, u"trusted"_s}));
+    EXPECT_EQ(field(untrusted.report, "trusted"), "false");
+
+    QProcessEnvironment noDisplay = g_desktop->environment();
+    noDisplay.remove(u"DISPLAY"_s);
+    for (const QStringList& arguments :
+         {QStringList{u"--probe"_s, u"1"_s, u"2"_s}, {u"--probe-word"_s, u"Mousepad"_s, u"x"_s}}) {
+        const ProbeRun refused = g_desktop->peekwell(arguments, noDisplay);
+        EXPECT_EQ(refused.exitCode, 1);
+        EXPECT_TRUE(refused.report.isEmpty());
+        EXPECT_EQ(refused.err, "peekwell: " + arguments.first().toUtf8() +
+                                   " needs a display (DISPLAY is not set)\n");
+    }
+}
+
+} // namespace
