@@ -1,5 +1,6 @@
 #include "inputevents.h"
 
+#include "gnomeshellinputevents.h"
 #include "session.h"
 
 namespace {
@@ -25,7 +26,7 @@ static std::unique_ptr<InputEvents> makeSessionInputEvents()
     case Session::Kind::X11:
         return nullptr; // the XInput 2 adapter's place
     case Session::Kind::GnomeWayland:
-        return nullptr; // the GNOME Shell extension service's place
+        return std::make_unique<GnomeShellInputEvents>();
     case Session::Kind::OtherWayland:
     case Session::Kind::None:
         break;
