@@ -9,10 +9,14 @@ missing=""
 for p in $packages; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed' || missing="$missing $p"
 done
-if [ -z "${missing// }" ]; then
+if [ -n "${missing// }" ]; then
+  echo "install-deps: installing $missing" >&2
+  $sudo apt-get update -q
+  DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -q --no-install-recommends $missing
+else
   echo "install-deps: every package is installed" >&2
-  exit 0
 fi
-echo "install-deps: installing $missing" >&2
-$sudo apt-get update -q
-DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -q --no-install-recommends $missing
+# The tests read numbers under a comma-decimal locale.
+if ! locale -a 2>/dev/null | grep -qix 'de_DE.utf8'; then
+  $sudo localedef -i de_DE -f UTF-8 de_DE.UTF-8
+fi

@@ -82,13 +82,33 @@ LookupStream ChatsBackend::lookup(const LookupQuery& query) const
     ChatIndex* index = m_index;
     const QString term = query.term;
     return stream([index, term](StreamContext& context) {
-        if (index->sessionCount() == 0)
-            throw BackendError(QStringLiteral("Chat index is still being built"));
+        if (index->sessionCount() == 0) {
+            if (!index->hasFinishedPass())
+                throw BackendError(QStringLiteral("Chat index is still being built"));
+            throw BackendError(noConversationsText(index->sources()));
+        }
         LookupItems items;
         for (const ChatIndex::Hit& hit : index->search(term, 8))
             items.append(item(hit));
         context.yield(items);
     });
+}
+
+QString ChatsBackend::noConversationsText(const QList<ChatIndex::Source>& sources)
+{
+    const QString home = QDir::homePath();
+    QStringList folders;
+    for (const ChatIndex::Source& source : sources) {
+        QString folder = QDir::cleanPath(source.root);
+        if (folder.startsWith(home + QLatin1Char('/')))
+            folder = QLatin1Char('~') + folder.mid(home.size());
+        folders.append(folder);
+    }
+    QString list = folders.value(0);
+    for (qsizetype i = 1; i < folders.size(); ++i)
+        list +=
+            (i + 1 == folders.size() ? QStringLiteral(" or ") : QStringLiteral(", ")) + folders[i];
+    return QStringLiteral("No conversations yet in ") + list;
 }
 
 LookupItem ChatsBackend::item(const ChatIndex::Hit& hit)

@@ -109,6 +109,15 @@ TEST(ChatsBackendTest, LookupFailsOnAnEmptyIndexAndShowsEightDistinctFiles)
     } catch (const BackendError& error) {
         EXPECT_EQ(error.localizedDescription(), QStringLiteral("Chat index is still being built"));
     }
+    index.update(); // a finished pass that found nothing says where it looked
+    try {
+        backend.lookup(query).waitForAll();
+        FAIL() << "an index without transcripts fails the tab";
+    } catch (const BackendError& error) {
+        EXPECT_EQ(error.localizedDescription(),
+                  QStringLiteral("No conversations yet in ~/.claude/projects, ~/.codex/sessions, "
+                                 "~/.pi/agent/sessions or ~/.zenith/agent/sessions"));
+    }
 
     home.write(QStringLiteral(".claude/projects/p/none.jsonl"), "");
     index.update();

@@ -337,10 +337,19 @@ ChatIndex::Stats ChatIndex::update(const Progress& progress)
                 progress(stats);
         }
     }
+    // Marks the database as having seen the folders whole at least once.
+    if (!blocked)
+        db.execute("PRAGMA user_version = 1");
     stats.seconds = static_cast<double>(clock.nsecsElapsed()) / 1e9;
     if (progress)
         progress(stats);
     return stats;
+}
+
+bool ChatIndex::hasFinishedPass() const
+{
+    SqliteConnection db(m_url, SqliteConnection::Mode::ReadOnly);
+    return db.isOpen() && db.scalar("PRAGMA user_version") >= 1;
 }
 
 std::int64_t ChatIndex::sessionCount() const

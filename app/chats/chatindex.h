@@ -92,6 +92,8 @@ public:
     // Number of transcripts known (with or without messages); 0 when the database cannot be
     // opened.
     std::int64_t sessionCount() const;
+    // A pass has gone through every folder to its end at least once (in any process).
+    bool hasFinishedPass() const;
 
     // The words of a search text, and the FTS5 expression that asks for all of them, each as
     // a quoted phrase ("" when there are none).

@@ -1,8 +1,7 @@
 #include "arguments.h"
 
-#include <cerrno>
+#include <charconv>
 #include <cmath>
-#include <cstdlib>
 
 qsizetype Arguments::position(const QString& option) const
 {
@@ -29,15 +28,16 @@ std::optional<double> Arguments::number(const QString& option, int n) const
 
 std::optional<double> Arguments::parseNumber(const QString& text)
 {
+    // from_chars reads the C form whatever the user's locale says a decimal point is.
     const QByteArray bytes = text.toUtf8();
-    if (bytes.isEmpty() || std::isspace(static_cast<unsigned char>(bytes.front())))
-        return std::nullopt;
-    char* end = nullptr;
-    errno = 0;
-    const double value = std::strtod(bytes.constData(), &end);
-    if (end != bytes.constData() + bytes.size())
-        return std::nullopt;
-    if (!std::isfinite(value))
+    const char* begin = bytes.constData();
+    const char* end = begin + bytes.size();
+    if (begin != end && *begin == '+' && begin + 1 != end && begin[1] != '-')
+        ++begin;
+    double value = 0;
+    const std::from_chars_result result =
+        std::from_chars(begin, end, value, std::chars_format::general);
+    if (begin == end || result.ec != std::errc() || result.ptr != end || !std::isfinite(value))
         return std::nullopt;
     return value;
 }

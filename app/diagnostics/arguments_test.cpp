@@ -1,4 +1,5 @@
 #include "arguments.h"
+#include "commalocale.h"
 
 #include <gtest/gtest.h>
 
@@ -43,6 +44,11 @@ TEST(ArgumentsTest, NumbersAreParsedFromTheWholeTextAndMustBeFinite)
     EXPECT_EQ(Arguments::parseNumber(u".5"_s), 0.5);
     for (const char* bad : {"", "abc", "5s", " 5", "5 ", "1,5", "inf", "-infinity", "nan", "1e999"})
         EXPECT_FALSE(Arguments::parseNumber(QString::fromUtf8(bad)).has_value()) << bad;
+
+    const CommaLocale german;
+    ASSERT_TRUE(german.ok()) << "the de_DE.UTF-8 locale is missing (scripts/install-deps.sh)";
+    EXPECT_EQ(Arguments::parseNumber(u"100.5"_s), 100.5) << "the user's locale changed a number";
+    EXPECT_FALSE(Arguments::parseNumber(u"1,5"_s).has_value());
 }
 
 } // namespace

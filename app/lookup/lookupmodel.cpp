@@ -30,14 +30,18 @@ public:
 
     ~SourceRun() { cancel(); }
 
-    void cancel()
+    // Stops the time-out and the stream; true when the source was still running.
+    bool cancel()
     {
         if (m_settled)
-            return;
+            return false;
         m_settled = true;
         m_timer.stop();
         m_stream.cancel();
+        return true;
     }
+
+    const QString& id() const { return m_id; }
 
 private:
     static int timeoutMs(double seconds)
@@ -139,7 +143,8 @@ LookupModel::LookupModel(LookupQuery query, BackendList backends, QObject* paren
 
 LookupModel::~LookupModel()
 {
-    cancelTasks();
+    for (auto& run : m_runs)
+        run->cancel();
 }
 
 const LookupModel::Tab* LookupModel::selectedTab() const
@@ -204,8 +209,11 @@ QJsonObject LookupModel::report() const
 
 void LookupModel::cancelTasks()
 {
-    for (auto& run : m_runs)
-        run->cancel();
+    // The consumer of a cancelled stream ends normally, so its tab closes with what it has.
+    for (auto& run : m_runs) {
+        if (run->cancel())
+            finishSource(run->id(), std::nullopt);
+    }
 }
 
 void LookupModel::update(const QString& id, const std::function<void(Tab&)>& change)

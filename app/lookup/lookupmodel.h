@@ -74,8 +74,8 @@ public:
     // {"term", "context", "selected", "tabs": [{"id", "phase", "firstMs", "doneMs", "items"}]}
     QJsonObject report() const;
 
-    // Stops every source: their time-outs stop and their streams are cancelled. Tabs keep
-    // the phase they had.
+    // Stops every source: their time-outs stop and their streams are cancelled. A tab still
+    // running ends at once with what it has: done with items, empty without.
     void cancelTasks();
     qsizetype taskCount() const { return m_runs.size(); }
 

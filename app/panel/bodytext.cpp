@@ -2,6 +2,9 @@
 
 #include <QAbstractTextDocumentLayout>
 #include <QApplication>
+#include <QClipboard>
+#include <QContextMenuEvent>
+#include <QMenu>
 #include <QMouseEvent>
 #include <QScrollBar>
 #include <QTextBlock>
@@ -23,7 +26,7 @@ BodyText::BodyText(const PanelStyle& style, QWidget* parent) : QTextEdit(parent)
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     setWordWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
     setLineWrapMode(QTextEdit::WidgetWidth);
-    setContextMenuPolicy(Qt::NoContextMenu);
+    setContextMenuPolicy(Qt::DefaultContextMenu);
     document()->setDocumentMargin(0);
     setFont(PanelStyle::bodyFont());
     document()->setDefaultFont(PanelStyle::bodyFont());
@@ -119,4 +122,28 @@ bool BodyText::eventFilter(QObject* watched, QEvent* event)
             Q_EMIT clicked();
     }
     return handled;
+}
+
+QMenu* BodyText::createCopyMenu()
+{
+    auto* menu = new QMenu(this);
+    QAction* copy = menu->addAction(QStringLiteral("Copy"));
+    connect(copy, &QAction::triggered, this, [this] {
+        const QString selected = textCursor().selectedText();
+        QString text = selected.isEmpty() ? toPlainText() : selected;
+        // QTextCursor marks paragraph ends with U+2029.
+        text.replace(QChar::ParagraphSeparator, QLatin1Char('\n'));
+        QApplication::clipboard()->setText(text);
+    });
+    QAction* all = menu->addAction(QStringLiteral("Select All"));
+    connect(all, &QAction::triggered, this, &QTextEdit::selectAll);
+    return menu;
+}
+
+void BodyText::contextMenuEvent(QContextMenuEvent* event)
+{
+    QMenu* menu = createCopyMenu();
+    menu->setAttribute(Qt::WA_DeleteOnClose);
+    menu->popup(event->globalPos());
+    event->accept();
 }

@@ -4,6 +4,7 @@
 #include "globalinputmonitor.h"
 #include "lookuppanel.h"
 
+#include <QApplication>
 #include <QClipboard>
 #include <QDesktopServices>
 #include <QGuiApplication>
@@ -96,7 +97,9 @@ void LookupPanelController::installMonitors()
 
 void LookupPanelController::onButtonPressed(const QPoint& position)
 {
-    if (m_panel && !m_panel->frameGeometry().contains(position))
+    // A press in one of our own menus (the text's Copy menu) belongs to the panel.
+    if (m_panel && !m_panel->frameGeometry().contains(position) &&
+        !QApplication::activePopupWidget())
         close();
 }
 

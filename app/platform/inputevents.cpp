@@ -1,7 +1,7 @@
 #include "inputevents.h"
 
+#include "desktopsession.h"
 #include "gnomeshellinputevents.h"
-#include "session.h"
 
 namespace {
 
@@ -22,13 +22,13 @@ bool& made()
 // The source for this session, or null where nobody may watch the pointer.
 static std::unique_ptr<InputEvents> makeSessionInputEvents()
 {
-    switch (Session::current()) {
-    case Session::Kind::X11:
+    switch (DesktopSession::current()) {
+    case DesktopSession::Kind::X11:
         return nullptr; // the XInput 2 adapter's place
-    case Session::Kind::GnomeWayland:
+    case DesktopSession::Kind::GnomeWayland:
         return std::make_unique<GnomeShellInputEvents>();
-    case Session::Kind::OtherWayland:
-    case Session::Kind::None:
+    case DesktopSession::Kind::OtherWayland:
+    case DesktopSession::Kind::None:
         break;
     }
     return nullptr;

@@ -6,6 +6,7 @@
 
 #include <QDeadlineTimer>
 #include <QFile>
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
@@ -183,6 +184,19 @@ TEST_F(PanelEndToEndTest, EscapeClosesThePanelAndTheProcessStays)
     EXPECT_EQ(m_process->state(), QProcess::Running);
 }
 
+TEST_F(PanelEndToEndTest, ClosingThePanelEndsItsLookupAndTheReportAtOnce)
+{
+    // The source would keep the lookup waiting for its 30 s time-out.
+    launch(kScripted, {u"--lookup"_s, u"word"_s, u"--at"_s, u"300"_s, u"200"_s}, u"hang"_s);
+    ASSERT_FALSE(panelWindow().isEmpty());
+    xdotool({u"key"_s, u"Escape"_s});
+    ASSERT_TRUE(panelGone());
+    ASSERT_TRUE(waitFor([&] { return !report(u"lookup.json"_s).isEmpty(); }, 10000))
+        << "the report waited for the closed lookup's sources";
+    const QJsonObject tab = report(u"lookup.json"_s).value(u"tabs"_s).toArray().at(0).toObject();
+    EXPECT_EQ(tab.value(u"phase"_s).toString(), u"empty"_s);
+}
+
 TEST_F(PanelEndToEndTest, ClickInsideKeepsThePanelClickOutsideClosesIt)
 {
     const QString window = scriptedPanel();
@@ -195,6 +209,23 @@ TEST_F(PanelEndToEndTest, ClickInsideKeepsThePanelClickOutsideClosesIt)
 
     click(frame.right() + 200, frame.bottom() + 100);
     EXPECT_TRUE(panelGone()) << "a click outside did not close the panel";
+}
+
+TEST_F(PanelEndToEndTest, TheBodysMenuCopiesItsTextAndKeepsThePanel)
+{
+    const QString window = scriptedPanel();
+    ASSERT_FALSE(window.isEmpty());
+    const QRect frame = geometry(window);
+    // The Answer tab's body, under its title; the menu opens at the pointer, Copy first.
+    const int x = frame.x() + 60, y = frame.y() + 100;
+    xdotool({u"mousemove"_s, QString::number(x), QString::number(y), u"click"_s, u"3"_s});
+    QThread::msleep(500);
+    click(x + 30, y + 12);
+    EXPECT_TRUE(waitFor([&] {
+        return m_session.tool(u"xclip"_s, {u"-o"_s, u"-selection"_s, u"clipboard"_s})
+            .startsWith(u"A single distinct meaningful element"_s);
+    })) << "Copy did not put the body on the clipboard";
+    EXPECT_FALSE(panelWindowNow().isEmpty()) << "a press in the panel's own menu closed it";
 }
 
 TEST_F(PanelEndToEndTest, ClickingARowWithACopyLinkCopiesTheCommandAndCloses)

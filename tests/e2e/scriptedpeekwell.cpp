@@ -1,7 +1,7 @@
 // The peekwell executable with scripted sources instead of the real ones, so that end-to-end
 // tests can drive the panel and the snapshot with known results. PEEKWELL_SCRIPT picks the
-// script: "tabs" (the default: four tabs in every final state) or "copy" (one tab whose
-// rows carry copy links).
+// script: "tabs" (the default: four tabs in every final state), "copy" (one tab whose
+// rows carry copy links) or "hang" (one tab whose source never answers within 30 s).
 #include "copylink.h"
 #include "diagnostics.h"
 #include "lookupoperations.h"
@@ -50,6 +50,10 @@ BackendList scripted(const QString& term)
         item(u"/s/3.jsonl"_s, u"Tidy up"_s, u"pi · notes · 3 wk. ago · you"_s, u"Short note."_s,
              copyLink(u"pi --session 3"_s).toString()),
     };
+    if (script == "hang")
+        return {std::make_shared<ScriptedBackend>(
+            BackendInfo{u"chats"_s, u"Chats"_s, u"bubble.left.and.text.bubble.right"_s, 30},
+            std::vector<ScriptedBackend::Step>{ScriptedBackend::hang()})};
     if (script == "copy")
         return {source(u"chats"_s, u"Chats"_s, u"bubble.left.and.text.bubble.right"_s,
                        {ScriptedBackend::yield(chats)})};

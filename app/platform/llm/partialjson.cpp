@@ -3,6 +3,7 @@
 #include <QJsonArray>
 #include <QJsonObject>
 #include <QString>
+#include <charconv>
 #include <cstdlib>
 #include <string>
 
@@ -297,7 +298,11 @@ private:
             m_pos = m_text.size();
             return {};
         }
-        return {QJsonValue(std::strtod(digits.c_str(), nullptr)), true};
+        // from_chars, not strtod: a comma-decimal locale must not change what a model said.
+        double value = 0;
+        std::from_chars(digits.data(), digits.data() + digits.size(), value,
+                        std::chars_format::general);
+        return {QJsonValue(value), true};
     }
 
     // The JSON number grammar: -?(0|[1-9][0-9]*)(\.[0-9]+)?([eE][+-]?[0-9]+)?

@@ -1,3 +1,4 @@
+#include "commalocale.h"
 #include "generatedcontent.h"
 #include "partialjson.h"
 
@@ -128,6 +129,12 @@ TEST(PartialJsonTest, WhatIsShownOfAnUnfinishedOrFaultyAnswer)
             EXPECT_FALSE(partial(text).has_value());
     }
     EXPECT_EQ(PartialJson::parse("42", true).value, QJsonValue(42));
+    {
+        const CommaLocale german;
+        ASSERT_TRUE(german.ok()) << "the de_DE.UTF-8 locale is missing (scripts/install-deps.sh)";
+        EXPECT_EQ(partial(R"({"p": 0.25})")->toObject().value(QStringLiteral("p")),
+                  QJsonValue(0.25));
+    }
     EXPECT_TRUE(PartialJson::parse("42", true).isComplete);
     EXPECT_FALSE(PartialJson::parse(R"({"a": 1 "b": 2})", true).isComplete);
     EXPECT_EQ(partial(QByteArray(100000, '[')).value_or(QJsonValue()).isArray(), true)

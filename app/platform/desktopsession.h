@@ -4,7 +4,7 @@
 
 // Which kind of desktop session this process runs in, from the environment it was started
 // with (XDG_SESSION_TYPE, WAYLAND_DISPLAY, DISPLAY, XDG_CURRENT_DESKTOP).
-namespace Session {
+namespace DesktopSession {
 
 enum class Kind {
     X11,          // an X11 session: XInput 2 hears the pointer
@@ -15,4 +15,4 @@ enum class Kind {
 
 Kind current();
 
-} // namespace Session
+} // namespace DesktopSession

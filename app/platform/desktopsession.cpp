@@ -1,9 +1,9 @@
-#include "session.h"
+#include "desktopsession.h"
 
 #include <QByteArray>
 #include <QtGlobal>
 
-namespace Session {
+namespace DesktopSession {
 
 Kind current()
 {
@@ -19,4 +19,4 @@ Kind current()
     return Kind::None;
 }
 
-} // namespace Session
+} // namespace DesktopSession
