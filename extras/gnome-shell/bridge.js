@@ -8,7 +8,8 @@
 // event is the core idle monitor: its user-active watch fires on the first event after a quiet
 // spell, where global.get_pointer() already carries the new button state. So no timer runs while
 // input is quiet; while input flows (a pointer moving, keys typed) the button state is sampled
-// every POLL_MS, and sampling stops again after QUIET_MS without input.
+// every POLL_MS, and sampling stops again after QUIET_MS without input. A click shorter than
+// POLL_MS made while the pointer moves can slip between two samples; a force click cannot.
 //
 // This file is the extension's only logic. The build wraps it into the two forms GNOME Shell
 // loads (legacy imports for 43 and 44, an ES module for 45 on), which define Gio, GLib, Clutter,
@@ -38,8 +39,9 @@ const SHELL_IFACE_XML = `<node>
 const PROTOCOL = 1;
 const POLL_MS = 50;
 const QUIET_MS = 150;
-// Clutter's button bits in the modifier mask and the X numbers Peekwell uses for them.
-const BUTTONS = [[1 << 8, 1], [1 << 9, 2], [1 << 10, 3]];
+// The button bits of the modifier mask and the X numbers Peekwell uses for them. Mutter's
+// native seat sets BUTTON2_MASK for the right button and BUTTON3_MASK for the middle one.
+const BUTTONS = [[1 << 8, 1], [1 << 9, 3], [1 << 10, 2]];
 const LEFT_MASK = 1 << 8;
 
 var PeekwellBridge = class PeekwellBridge {

@@ -10,6 +10,7 @@ string(REPLACE "import {Extension} from 'resource:///org/gnome/shell/extensions/
 if(source MATCHES "import ")
   message(FATAL_ERROR "an import the check does not know: ${source}")
 endif()
+file(MAKE_DIRECTORY "${WORK_DIR}")
 file(WRITE "${WORK_DIR}/extension.js" "${source}")
 file(WRITE "${WORK_DIR}/load.js" [=[
 import Ext from './extension.js';

@@ -43,17 +43,17 @@ QString GnomeShellExtension::uuid()
     return QStringLiteral(PEEKWELL_GNOME_EXTENSION_UUID);
 }
 
-GnomeShellExtension::Status GnomeShellExtension::status(Session::Kind kind,
+GnomeShellExtension::Status GnomeShellExtension::status(DesktopSession::Kind kind,
                                                         const QDBusConnection& bus)
 {
     Status status;
-    if (kind == Session::Kind::OtherWayland) {
+    if (kind == DesktopSession::Kind::OtherWayland) {
         status.state = State::OtherDesktop;
         status.message = QStringLiteral("Force clicks are not available on this Wayland desktop "
                                         "yet; Try a lookup and the command line still work.");
         return status;
     }
-    if (kind != Session::Kind::GnomeWayland)
+    if (kind != DesktopSession::Kind::GnomeWayland)
         return status;
 
     const QString enable = QStringLiteral("gnome-extensions enable %1").arg(uuid());

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "session.h"
+#include "desktopsession.h"
 
 #include <QDBusConnection>
 #include <QString>
@@ -33,6 +33,6 @@ public:
     };
 
     static QString uuid();
-    static Status status(Session::Kind kind = Session::current(),
+    static Status status(DesktopSession::Kind kind = DesktopSession::current(),
                          const QDBusConnection& bus = QDBusConnection::sessionBus());
 };
