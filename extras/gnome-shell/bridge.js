@@ -4,12 +4,13 @@
 // running Peekwell over the session bus. Timing, thresholds and everything else stay in Peekwell.
 //
 // Mutter hands button events on application windows straight to the Wayland client, so neither
-// a Clutter event filter nor the stage's captured-event sees them. What does see every input
-// event is the core idle monitor: its user-active watch fires on the first event after a quiet
-// spell, where global.get_pointer() already carries the new button state. So no timer runs while
-// input is quiet; while input flows (a pointer moving, keys typed) the button state is sampled
-// every POLL_MS, and sampling stops again after QUIET_MS without input. A click shorter than
-// POLL_MS made while the pointer moves can slip between two samples; a force click cannot.
+// a Clutter event filter nor the stage's captured-event sees them. Three things do see input,
+// and global.get_pointer() already carries the new button state when they run: the cursor
+// tracker's position-invalidated (every pointer motion), the core idle monitor's user-active
+// watch (the first event after a quiet spell) and its idle watch (QUIET_MS after the last
+// event). The button state is sampled at each of them, so a press is seen at once after a
+// pause or during motion, and at most QUIET_MS late when it follows motion closely. No timer
+// of ours runs: the only extra wake-up is the idle watch, once per burst of input.
 //
 // This file is the extension's only logic. The build wraps it into the two forms GNOME Shell
 // loads (legacy imports for 43 and 44, an ES module for 45 on), which define Gio, GLib, Clutter,
@@ -31,14 +32,14 @@ const SHELL_IFACE_XML = `<node>
       <arg type="b" direction="out" name="placed"/>
     </method>
     <method name="Stats">
+      <arg type="u" direction="out" name="wakeups"/>
       <arg type="u" direction="out" name="samples"/>
       <arg type="u" direction="out" name="reports"/>
     </method>
   </interface>
 </node>`;
 const PROTOCOL = 1;
-const POLL_MS = 50;
-const QUIET_MS = 150;
+const QUIET_MS = 25;
 // The button bits of the modifier mask and the X numbers Peekwell uses for them. Mutter's
 // native seat sets BUTTON2_MASK for the right button and BUTTON3_MASK for the middle one.
 const BUTTONS = [[1 << 8, 1], [1 << 9, 3], [1 << 10, 2]];
@@ -50,13 +51,17 @@ var PeekwellBridge = class PeekwellBridge {
         this._mask = 0;
         this._x = 0;
         this._y = 0;
-        this._poll = 0;
+        this._motionId = 0;
         this._quietWatch = 0;
         this._activeWatch = 0;
         this._escapeAction = 0;
+        this._wakeups = 0;
         this._samples = 0;
         this._reports = 0;
         this._monitor = global.backend.get_core_idle_monitor();
+        this._cursor = global.backend.get_cursor_tracker
+            ? global.backend.get_cursor_tracker()
+            : Meta.CursorTracker.get_for_display(global.display);
         this._dbus = Gio.DBusExportedObject.wrapJSObject(SHELL_IFACE_XML, this);
         this._dbus.export(Gio.DBus.session, SHELL_PATH);
         this._acceleratorId = global.display.connect('accelerator-activated',
@@ -79,6 +84,7 @@ var PeekwellBridge = class PeekwellBridge {
         this._dbus.unexport();
         this._dbus = null;
         this._monitor = null;
+        this._cursor = null;
     }
 
     _attach(owner) {
@@ -86,16 +92,16 @@ var PeekwellBridge = class PeekwellBridge {
         this._peer = owner;
         this._report('Attach', null);
         [this._x, this._y, this._mask] = global.get_pointer();
+        this._motionId = this._cursor.connect('position-invalidated', () => this._sample());
         this._quietWatch = this._monitor.add_idle_watch(QUIET_MS, () => this._quiet());
-        if (this._monitor.get_idletime() >= QUIET_MS)
-            this._quiet();
-        else
-            this._startPolling();
+        this._activeWatch = this._monitor.add_user_active_watch(() => this._active());
     }
 
     _detach() {
         this._peer = null;
-        this._stopPolling();
+        if (this._motionId)
+            this._cursor.disconnect(this._motionId);
+        this._motionId = 0;
         if (this._quietWatch)
             this._monitor.remove_watch(this._quietWatch);
         if (this._activeWatch)
@@ -104,29 +110,18 @@ var PeekwellBridge = class PeekwellBridge {
         this._watchEscape(false);
     }
 
-    _startPolling() {
+    // The first event after a quiet spell; the watch is spent.
+    _active() {
         this._activeWatch = 0;
         this._sample();
-        if (!this._poll) {
-            this._poll = GLib.timeout_add(GLib.PRIORITY_DEFAULT, POLL_MS, () => {
-                this._sample();
-                return GLib.SOURCE_CONTINUE;
-            });
-        }
     }
 
-    _stopPolling() {
-        if (this._poll)
-            GLib.source_remove(this._poll);
-        this._poll = 0;
-    }
-
-    // No input for QUIET_MS: take a last sample, stop the timer and wait for the next event.
+    // QUIET_MS without input: a last look, then wait for the next event.
     _quiet() {
+        this._wakeups++;
         this._sample();
-        this._stopPolling();
         if (!this._activeWatch)
-            this._activeWatch = this._monitor.add_user_active_watch(() => this._startPolling());
+            this._activeWatch = this._monitor.add_user_active_watch(() => this._active());
     }
 
     _sample() {
@@ -159,7 +154,9 @@ var PeekwellBridge = class PeekwellBridge {
         if (window) {
             const f = window.get_frame_rect();
             const b = window.get_buffer_rect();
-            facts = [Math.max(window.get_pid(), 0), window.get_title() ?? '',
+            // Some Mutter versions answer -1 for a Wayland client's get_pid().
+            const pid = window.get_pid() > 0 ? window.get_pid() : window.get_client_pid?.() ?? 0;
+            facts = [Math.max(pid, 0), window.get_title() ?? '',
                 f.x, f.y, f.width, f.height, b.x, b.y, b.width, b.height];
         }
         return new GLib.Variant('(ddxsiiiiiiii)', [x, y, ...facts]);
@@ -223,7 +220,9 @@ var PeekwellBridge = class PeekwellBridge {
     PlaceWindowAsync([pid, title, x, y], invocation) {
         if (!this._fromPeer(invocation))
             return;
-        const window = global.get_window_actors().map(a => a.get_meta_window())
+        const actors = global.compositor?.get_window_actors
+            ? global.compositor.get_window_actors() : global.get_window_actors();
+        const window = actors.map(a => a.get_meta_window())
             .find(w => w.get_pid() === pid && (!title || w.get_title() === title));
         if (window) {
             window.move_frame(true, x, y);
@@ -234,6 +233,7 @@ var PeekwellBridge = class PeekwellBridge {
     }
 
     StatsAsync(parameters, invocation) {
-        invocation.return_value(new GLib.Variant('(uu)', [this._samples, this._reports]));
+        invocation.return_value(new GLib.Variant('(uuu)',
+            [this._wakeups, this._samples, this._reports]));
     }
 };

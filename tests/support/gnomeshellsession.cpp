@@ -247,26 +247,21 @@ QDBusConnection GnomeShellSession::connect(const QString& connectionName) const
     return QDBusConnection::connectToBus(m_address, connectionName);
 }
 
-QVariantMap GnomeShellSession::extensionInfo(const QString& uuid) const
-{
-    QDBusMessage call = QDBusMessage::createMethodCall(
-        QStringLiteral("org.gnome.Shell"), QStringLiteral("/org/gnome/Shell"),
-        QStringLiteral("org.gnome.Shell.Extensions"), QStringLiteral("GetExtensionInfo"));
-    call << uuid;
-    const QDBusMessage reply = connect(QStringLiteral("gnome-shell-session-control")).call(call);
-    if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty())
-        return {};
-    return qdbus_cast<QVariantMap>(reply.arguments().constFirst());
-}
-
-bool GnomeShellSession::extensionCall(const QString& method, const QString& uuid) const
+QDBusMessage GnomeShellSession::extensions(const QString& method, const QString& uuid) const
 {
     QDBusMessage call = QDBusMessage::createMethodCall(
         QStringLiteral("org.gnome.Shell"), QStringLiteral("/org/gnome/Shell"),
         QStringLiteral("org.gnome.Shell.Extensions"), method);
     call << uuid;
-    return connect(QStringLiteral("gnome-shell-session-control")).call(call).type() ==
-           QDBusMessage::ReplyMessage;
+    return connect(QStringLiteral("gnome-shell-session-control")).call(call);
+}
+
+QVariantMap GnomeShellSession::extensionInfo(const QString& uuid) const
+{
+    const QDBusMessage reply = extensions(QStringLiteral("GetExtensionInfo"), uuid);
+    if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty())
+        return {};
+    return qdbus_cast<QVariantMap>(reply.arguments().constFirst());
 }
 
 bool GnomeShellSession::remote(const QString& method, const QVariantList& arguments)
@@ -284,7 +279,12 @@ bool GnomeShellSession::movePointer(const QPointF& to)
     if (!remote(QStringLiteral("NotifyPointerMotionRelative"), {-5000.0, -5000.0}))
         return false;
     QThread::msleep(50);
-    return remote(QStringLiteral("NotifyPointerMotionRelative"), {to.x(), to.y()});
+    return movePointerBy(to);
+}
+
+bool GnomeShellSession::movePointerBy(const QPointF& delta)
+{
+    return remote(QStringLiteral("NotifyPointerMotionRelative"), {delta.x(), delta.y()});
 }
 
 bool GnomeShellSession::button(int code, bool pressed)

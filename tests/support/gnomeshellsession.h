@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QDBusConnection>
+#include <QDBusMessage>
 #include <QPointF>
 #include <QProcess>
 #include <QProcessEnvironment>
@@ -36,13 +37,15 @@ public:
     QProcessEnvironment clientEnvironment() const;
     // A new connection to the session's bus with a unique name of its own.
     QDBusConnection connect(const QString& connectionName) const;
-    // org.gnome.Shell.Extensions' GetExtensionInfo; empty when the Shell does not know it.
+    // Calls an org.gnome.Shell.Extensions method taking the uuid (GetExtensionInfo,
+    // EnableExtension, DisableExtension); its reply, or an error message.
+    QDBusMessage extensions(const QString& method, const QString& uuid) const;
+    // GetExtensionInfo's answer; empty when the Shell does not know the extension.
     QVariantMap extensionInfo(const QString& uuid) const;
-    // Calls an org.gnome.Shell.Extensions method taking the uuid (EnableExtension, …).
-    bool extensionCall(const QString& method, const QString& uuid) const;
 
-    // Moves the pointer to a point of the virtual monitor.
+    // Moves the pointer to a point of the virtual monitor, or by a distance.
     bool movePointer(const QPointF& to);
+    bool movePointerBy(const QPointF& delta);
     // Evdev codes: 272 left, 273 right, 274 middle; keys: 1 Escape.
     bool button(int code, bool pressed);
     bool key(int code, bool pressed);

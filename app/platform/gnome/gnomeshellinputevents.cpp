@@ -99,9 +99,7 @@ bool GnomeShellInputEvents::install()
     m_shellWatcher = std::make_unique<QDBusServiceWatcher>(
         kShellName, m_bus, QDBusServiceWatcher::WatchForOwnerChange);
     connect(m_shellWatcher.get(), &QDBusServiceWatcher::serviceOwnerChanged, this,
-            [this](const QString&, const QString&, const QString& newOwner) {
-                shellOwnerChanged(newOwner);
-            });
+            [this] { shellLeft(); });
     m_shellOwner = m_bus.interface()->serviceOwner(kShellName).value();
     if (m_shellOwner.isEmpty()) {
         m_error = QStringLiteral("GNOME Shell is not on the session bus");
@@ -159,14 +157,13 @@ void GnomeShellInputEvents::watchEscape(bool on)
     m_bus.asyncCall(call, 2000);
 }
 
-void GnomeShellInputEvents::shellOwnerChanged(const QString& newOwner)
+void GnomeShellInputEvents::shellLeft()
 {
     // A new Shell has a new unique name and has not loaded the extension for us yet: start over.
     const bool was = m_installed;
     uninstall();
     if (was)
         Q_EMIT disabled();
-    Q_UNUSED(newOwner);
 }
 
 bool GnomeShellInputEvents::handle(const QDBusMessage& message)

@@ -50,7 +50,7 @@ private:
     // or signature.
     bool handle(const QDBusMessage& message);
     void uninstall();
-    void shellOwnerChanged(const QString& newOwner);
+    void shellLeft();
 
     QDBusConnection m_bus;
     std::unique_ptr<Receiver> m_receiver;
