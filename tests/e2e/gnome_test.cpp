@@ -208,7 +208,8 @@ TEST_F(GnomeShellTest, OnlyTheShellMayReportAndOnlyPeekwellMaySteerTheExtension)
     // The forged press never reached the stream; a real one still does.
     ASSERT_TRUE(press(50));
     EXPECT_EQ(m_recorded.sequence(), kClick);
-    EXPECT_NE(m_recorded.events.front().target.window->title, u"forged"_s);
+    EXPECT_EQ(m_recorded.events.front().target.window.value_or(WindowFacts()).pid,
+              s_editor->processId());
 }
 
 TEST_F(GnomeShellTest, EscapeIsReportedOnlyWhileWatched)
@@ -275,6 +276,17 @@ TEST_F(GnomeShellTest, TheExtensionOutlivesPeekwellAndReconnectsToTheNextOne)
     ASSERT_TRUE(log.open(QIODevice::ReadOnly));
     const QByteArray shellLog = log.readAll();
     EXPECT_FALSE(shellLog.contains("peekwell@")) << shellLog.toStdString();
+}
+
+TEST_F(GnomeShellTest, PeekwellCanPlaceAWindow)
+{
+    const QPoint corner(60, 90);
+    EXPECT_FALSE(m_service->placeWindow(999'999, QString(), corner));
+    ASSERT_TRUE(m_service->placeWindow(s_editor->processId(), QString(), corner));
+    ASSERT_TRUE(press(50));
+    const std::optional<WindowFacts> window = m_recorded.events.front().target.window;
+    ASSERT_TRUE(window);
+    EXPECT_EQ(window->frame.topLeft(), QPointF(corner));
 }
 
 } // namespace
