@@ -84,7 +84,7 @@ int main(int argc, char** argv)
     bus = &connection;
     GnomeShellInputEvents service(connection);
     if (!service.install()) {
-        std::fprintf(stderr, "%s\n", qPrintable(service.errorString()));
+        std::fprintf(stderr, "%s\n", qPrintable(service.problem()));
         return 1;
     }
     QElapsedTimer clock;

@@ -1,6 +1,8 @@
 #include "appleintelligencebackend.h"
 
 #include "backenderror.h"
+#include "dictionary.h"
+#include "dictionaryerror.h"
 #include "generationerror.h"
 #include "http.h"
 #include "session.h"
@@ -17,6 +19,32 @@ namespace {
 
 const QString kWithoutSentenceNote =
     QStringLiteral("Defined without its sentence: Apple's safety filter declined the sentence.");
+
+// The dictionary's answer while the model is unavailable: the gloss of the sense WordNet
+// gives for the sentence, and a note on how to get an answer written by the model. Nothing
+// when WordNet has no entry or its files are unusable (the log says which file).
+std::optional<LookupItem> dictionaryItem(const LookupQuery& query, const QString& unavailable)
+{
+    std::optional<Definition> definition;
+    try {
+        const WordNet wordnet;
+        const std::optional<QStringView> sentence =
+            query.context ? std::optional<QStringView>(*query.context) : std::nullopt;
+        definition = Dictionary::define(wordnet, query.term, sentence);
+    } catch (const DictionaryError& error) {
+        qCWarning(lcAnswer) << "no dictionary answer:" << error.what();
+        return std::nullopt;
+    }
+    if (!definition)
+        return std::nullopt;
+    Gloss::PartiallyGenerated gloss{definition->partOfSpeech, definition->meaning,
+                                    definition->similar};
+    LookupItem item = AppleIntelligenceBackend::item(query, gloss, true);
+    *item.body += QStringLiteral("\n\nFrom the WordNet dictionary. ") + unavailable +
+                  (query.context ? QStringLiteral(" for an answer written for this sentence.")
+                                 : QStringLiteral(" for an answer written by a language model."));
+    return item;
+}
 
 // Seconds a prewarm request may stay silent: loading a large model takes a while.
 constexpr double kLoadTimeout = 120;
@@ -118,8 +146,13 @@ LookupStream AppleIntelligenceBackend::lookup(const LookupQuery& query) const
     return stream(
         [model = SystemLanguageModel::defaultModel(*m_preferences), query](StreamContext& context) {
             const Availability availability = model->availability();
-            if (!availability.isAvailable)
-                throw BackendError(availability.reason);
+            if (!availability.isAvailable) {
+                const std::optional<LookupItem> answer = dictionaryItem(query, availability.reason);
+                if (!answer)
+                    throw BackendError(availability.reason);
+                context.yield({*answer});
+                return;
+            }
             const bool withSentence = query.context.has_value();
             try {
                 run(model, query, withSentence, context);

@@ -12,8 +12,10 @@
 //
 // One item, "gloss", rebuilt from every partial answer, so each list replaces the one before.
 // When the model's safety filter declines the sentence, the word is glossed once more on its
-// own and the item says so. Fails with the runtime's sentence when the local server is not
-// running or lacks the model.
+// own and the item says so. When the local server is not running or lacks the model, the item
+// comes at once from the WordNet dictionary (the sense its sentence means) with a note saying
+// how to get the model's answer; the source fails with the runtime's sentence only when the
+// dictionary has no entry for the word or its files are unusable.
 class AppleIntelligenceBackend : public LookupBackend {
 public:
     // `preferences` must outlive the backend; it is read when lookup() is called.

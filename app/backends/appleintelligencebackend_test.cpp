@@ -4,9 +4,12 @@
 #include "generationerror.h"
 #include "preferences.h"
 
+#include <QDir>
+#include <QFile>
 #include <QJsonArray>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
+#include <mutex>
 
 namespace {
 
@@ -145,12 +148,99 @@ TEST_F(AppleIntelligenceBackendTest, DeclinedWordAloneFailsWithoutRetry)
     EXPECT_EQ(server.chatRequests().size(), 3);
 }
 
-TEST_F(AppleIntelligenceBackendTest, UnavailableLocalModelSaysWhatToDo)
+TEST_F(AppleIntelligenceBackendTest, WithoutTheModelTheDictionaryAnswersAtOnce)
 {
+    // No server at all: the sense the sentence means, and where to get the model's answer.
+    const QString closed =
+        QStringLiteral("http://127.0.0.1:%1/v1").arg(HttpTestServer::closedPort());
+    preferences.setValue(QStringLiteral("localModel.baseURL"), closed);
+    const QString start = QStringLiteral("Start a local model server at ") + closed;
+    EXPECT_EQ(lookup(QStringLiteral("Spring"),
+                     QStringLiteral("We filled our bottles at a spring in the hills where cold "
+                                    "water comes out of the ground."))
+                  .waitForAll(),
+              QList<LookupItems>{{gloss(
+                  QStringLiteral("Spring"), QStringLiteral("noun"),
+                  QStringLiteral("A natural flow of ground water.\n\nSimilar: fountain, outflow, "
+                                 "outpouring, natural spring\n\nFrom the WordNet dictionary. ") +
+                      start + QStringLiteral(" for an answer written for this sentence."))}});
+    // A word WordNet lacks fails as before.
+    EXPECT_EQ(failure(lookup(QStringLiteral("Straße"), QStringLiteral("Die Straße ist lang."))),
+              start);
+
+    // A running server without the model: its own advice, and no chat.
+    preferences.setValue(QStringLiteral("localModel.baseURL"), server.base());
     server.listModels({QStringLiteral("qwen3:8b")});
-    EXPECT_EQ(failure(lookup(QStringLiteral("saw"), QStringLiteral("I saw."))),
-              QStringLiteral("Pull the model llama3.2 into the local model server"));
+    const QList<LookupItems> lists = lookup(QStringLiteral("spring")).waitForAll();
+    ASSERT_EQ(lists.size(), 1);
+    EXPECT_EQ(lists[0].value(0).detail, QStringLiteral("noun"));
+    EXPECT_TRUE(lists[0].value(0).body.value_or("").endsWith(
+        QStringLiteral("\n\nFrom the WordNet dictionary. Pull the model llama3.2 into the local "
+                       "model server for an answer written by a language model.")));
     EXPECT_TRUE(server.chatRequests().isEmpty());
+}
+
+// Collects the warnings logged while it lives, from any thread.
+class WarningLog {
+public:
+    WarningLog() { s_previous = qInstallMessageHandler(&WarningLog::handle); }
+    ~WarningLog() { qInstallMessageHandler(s_previous); }
+    QStringList lines() const
+    {
+        std::lock_guard lock(s_mutex);
+        return s_lines;
+    }
+
+private:
+    static void handle(QtMsgType type, const QMessageLogContext&, const QString& message)
+    {
+        std::lock_guard lock(s_mutex);
+        if (type == QtWarningMsg)
+            s_lines.append(message);
+    }
+    static inline std::mutex s_mutex;
+    static inline QStringList s_lines;
+    static inline QtMessageHandler s_previous = nullptr;
+};
+
+TEST_F(AppleIntelligenceBackendTest, DamagedDictionaryFilesFailAsBeforeAndAreNamedInTheLog)
+{
+    const QString closed =
+        QStringLiteral("http://127.0.0.1:%1/v1").arg(HttpTestServer::closedPort());
+    preferences.setValue(QStringLiteral("localModel.baseURL"), closed);
+    const QDir installed(QStringLiteral("/usr/share/wordnet"));
+    const QStringList files = installed.entryList({"index.*", "data.*", "*.exc", "cntlist.rev"});
+    ASSERT_EQ(files.size(), 13);
+
+    // A copy of the dictionary with one file missing, and one with data.noun cut at a line
+    // break halfway (its lines are whole, but the index points past its end).
+    QFile noun(installed.filePath(QStringLiteral("data.noun")));
+    ASSERT_TRUE(noun.open(QIODevice::ReadOnly));
+    QByteArray half = noun.read(noun.size() / 2);
+    half.truncate(half.lastIndexOf('\n') + 1);
+    for (const auto& [damaged, contents] : {std::pair{QStringLiteral("index.verb"), QByteArray()},
+                                            std::pair{QStringLiteral("data.noun"), half}}) {
+        QTemporaryDir copy;
+        for (const QString& file : files) {
+            if (file != damaged) {
+                ASSERT_TRUE(QFile::link(installed.filePath(file), copy.filePath(file)));
+            }
+        }
+        if (!contents.isEmpty()) {
+            QFile cut(copy.filePath(damaged));
+            ASSERT_TRUE(cut.open(QIODevice::WriteOnly));
+            cut.write(contents);
+        }
+        qputenv("PEEKWELL_WORDNET_DIR", copy.path().toUtf8());
+        WarningLog log;
+        // The first sense of "bank" lies in the second half of data.noun.
+        const std::optional<QString> failed = failure(lookup(QStringLiteral("bank")));
+        qunsetenv("PEEKWELL_WORDNET_DIR");
+        EXPECT_EQ(failed, QStringLiteral("Start a local model server at ") + closed);
+        const QStringList warnings = log.lines();
+        EXPECT_EQ(warnings.filter(copy.filePath(damaged)).size(), 1)
+            << warnings.join('\n').toStdString();
+    }
 }
 
 TEST_F(AppleIntelligenceBackendTest, PrewarmAsksOllamaToLoadTheModel)

@@ -15,8 +15,8 @@
 
 namespace {
 
-// A first run on a machine with no local model server and no network: every tab says what
-// happened, and Chats answers from the index.
+// A first run on a machine with no local model server and no network: Answer answers from the
+// dictionary, Chats from the index, and the other tabs say what happened.
 TEST(BackendsFreshMachineTest, LookupOverTheStandardPreferences)
 {
     TempHome home;
@@ -37,7 +37,7 @@ TEST(BackendsFreshMachineTest, LookupOverTheStandardPreferences)
         "\n");
     ChatIndex::shared().update();
 
-    LookupModel model(LookupQuery{"tokenizer", "The tokenizer drops accents.", "Kate"},
+    LookupModel model(LookupQuery{"accents", "The tokenizer drops accents.", "Kate"},
                       Backends::enabled(preferences));
     model.waitUntilFinished(60);
     ASSERT_TRUE(model.isFinished());
@@ -47,16 +47,21 @@ TEST(BackendsFreshMachineTest, LookupOverTheStandardPreferences)
     const QString start =
         QStringLiteral("failed: Start a local model server at ") + closed + QStringLiteral("/v1");
     EXPECT_EQ(tabs[0]["id"], "apple");
-    EXPECT_EQ(tabs[0]["phase"], start);
+    EXPECT_EQ(tabs[0]["phase"], "done");
+    ASSERT_EQ(tabs[0]["items"].toArray().size(), 1);
+    EXPECT_EQ(tabs[0]["items"][0][1], "noun");
+    EXPECT_TRUE(tabs[0]["items"][0][2].toString().endsWith(
+        QStringLiteral("From the WordNet dictionary. Start a local model server at ") + closed +
+        QStringLiteral("/v1 for an answer written for this sentence.")));
     EXPECT_EQ(tabs[1]["id"], "recall");
     EXPECT_EQ(tabs[1]["phase"], start);
     EXPECT_EQ(tabs[2]["id"], "chats");
     EXPECT_EQ(tabs[2]["phase"], "done");
     ASSERT_EQ(tabs[2]["items"].toArray().size(), 1);
-    EXPECT_TRUE(tabs[2]["items"][0][2].toString().contains("tokenizer"));
+    EXPECT_TRUE(tabs[2]["items"][0][2].toString().contains("accents"));
     EXPECT_EQ(tabs[3]["id"], "wikipedia");
     EXPECT_EQ(tabs[3]["phase"], "failed: Could not connect to the server.");
-    EXPECT_EQ(model.report().value("selected"), "chats");
+    EXPECT_EQ(model.report().value("selected"), "apple");
     SecretStore::setStandard(nullptr);
 }
 

@@ -154,6 +154,9 @@ void setPreferences(const Preferences* preferences)
 void reset()
 {
     State& s = state();
+    QObject::disconnect(s.disabledConnection);
+    s.disabledConnection = {};
+    s.installed = false;
     s.handledThisPress = false;
     s.swallowingThisPress = false;
     s.lastCapture.clear();

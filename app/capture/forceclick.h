@@ -45,7 +45,8 @@ int forceClicks();
 
 // For tests: what reads the text (TextCapture::capture unless replaced), the preferences
 // read at each force click (the standard ones unless replaced; must outlive their use), and
-// a fresh start of every counter and per-press flag.
+// a fresh start: every counter and per-press flag cleared, the stream forgotten (for a test
+// that gives InputEvents a new session).
 void setCapture(CaptureFunction capture);
 void setPreferences(const Preferences* preferences);
 void reset();

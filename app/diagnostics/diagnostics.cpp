@@ -1,6 +1,7 @@
 #include "diagnostics.h"
 
 #include "arguments.h"
+#include "eventwatch.h"
 #include "indexoperations.h"
 #include "keyoperation.h"
 #include "lookupoperations.h"
@@ -13,6 +14,7 @@
 #include <QFile>
 #include <QJsonDocument>
 #include <QSaveFile>
+#include <cctype>
 #include <cstdio>
 #include <cstdlib>
 
@@ -60,6 +62,14 @@ const QList<Operation>& operations()
          Kind::Setting,
          QStringLiteral("set the base URL of the custom OpenAI-compatible server"),
          standard(&SettingsOperations::setCustomBaseUrl)},
+        {QStringLiteral("--watch"),
+         {QStringLiteral("seconds")},
+         true,
+         Kind::Headless,
+         QStringLiteral("record the session's input events for SECONDS (watch.txt, "
+                        "watch-counts.txt)"),
+         EventWatch::operation,
+         true},
         {QStringLiteral("--index"),
          {},
          false,
@@ -107,14 +117,27 @@ const QList<Modifier>& modifiers()
 
 namespace {
 
+// The whole text is a number, whether or not a usable one ("inf", "nan", "1e999").
+bool readsAsNumber(const QString& text)
+{
+    const QByteArray bytes = text.toUtf8();
+    if (bytes.isEmpty() || std::isspace(static_cast<unsigned char>(bytes.front())))
+        return false;
+    char* end = nullptr;
+    std::strtod(bytes.constData(), &end);
+    return end == bytes.constData() + bytes.size();
+}
+
 bool applies(const Operation& operation, const Arguments& arguments)
 {
     if (!arguments.has(operation.name))
         return false;
     for (int n = 1; n <= operation.valueNames.size(); ++n) {
-        if (!arguments.value(operation.name, n))
+        const std::optional<QString> value = arguments.value(operation.name, n);
+        if (!value)
             return false;
-        if (operation.numericValues && !arguments.number(operation.name, n))
+        if (operation.numericValues && !arguments.number(operation.name, n) &&
+            !(operation.refusesUnusableNumbers && readsAsNumber(*value)))
             return false;
     }
     return true;

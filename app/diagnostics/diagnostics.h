@@ -30,6 +30,10 @@ struct Operation {
     Kind kind;
     QString help; // one line for --help
     std::function<Outcome(const Arguments&)> run;
+    // With numericValues: a value that reads as a number but is not a usable one ("inf",
+    // "nan", "1e999") still selects the operation, which refuses it with a message, instead
+    // of counting as absent.
+    bool refusesUnusableNumbers = false;
 };
 
 // Options that modify an operation without being one (shown by --help).

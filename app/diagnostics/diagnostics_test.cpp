@@ -74,6 +74,10 @@ TEST(DiagnosticsTest, OnlyAnOperationWithAllItsValuesTakesOver)
         {{"--lookup"}, {}},
         {{"--snapshot", "shot.png", "word"}, "--snapshot"},
         {{"--snapshot", "shot.png"}, {}},
+        // Not a number: absent. A number it cannot use: the watch takes over to refuse it.
+        {{"--watch", "abc", "--index"}, "--index"},
+        {{"--watch", "inf", "--index"}, "--watch"},
+        {{"--watch", "4", "--lookup", "w"}, "--watch"},
     };
     for (const auto& [arguments, expected] : cases) {
         const Diagnostics::Operation* operation =

@@ -1,7 +1,7 @@
 #include "lookuppanelcontroller.h"
 
 #include "copylink.h"
-#include "globalinputmonitor.h"
+#include "inputevents.h"
 #include "lookuppanel.h"
 
 #include <QApplication>
@@ -55,7 +55,7 @@ std::shared_ptr<LookupModel> LookupPanelController::show(const LookupQuery& quer
 
 void LookupPanelController::close()
 {
-    m_monitor.reset();
+    removeMonitors();
     const bool wasShown = m_panel || m_model;
     if (m_model) {
         m_model->cancelTasks();
@@ -85,20 +85,38 @@ void LookupPanelController::open(const QUrl& url)
 
 void LookupPanelController::installMonitors()
 {
-    m_monitor = GlobalInputMonitor::create();
-    if (!m_monitor)
+    // An offscreen panel (rendering, tests) is on no screen whose input could be watched.
+    const QString platform = QGuiApplication::platformName();
+    if (platform == QLatin1String("offscreen") || platform == QLatin1String("minimal"))
         return;
-    // Queued: the monitor reports from inside its event filter, which close() removes.
-    connect(m_monitor.get(), &GlobalInputMonitor::escapePressed, this,
-            &LookupPanelController::close, Qt::QueuedConnection);
-    connect(m_monitor.get(), &GlobalInputMonitor::buttonPressed, this,
-            &LookupPanelController::onButtonPressed, Qt::QueuedConnection);
+    InputEvents* input = InputEvents::session();
+    if (!input || !input->install())
+        return; // the panel then closes by its other routes
+    m_input = input;
+    // Queued: the stream reports from inside its own reading, which close() changes.
+    m_monitors = {
+        connect(input, &InputEvents::escapePressed, this, &LookupPanelController::close,
+                Qt::QueuedConnection),
+        connect(input, &InputEvents::buttonPressed, this, &LookupPanelController::onButtonPressed,
+                Qt::QueuedConnection),
+    };
+    input->watchEscape(true);
 }
 
-void LookupPanelController::onButtonPressed(const QPoint& position)
+void LookupPanelController::removeMonitors()
+{
+    for (const QMetaObject::Connection& connection : std::as_const(m_monitors))
+        disconnect(connection);
+    m_monitors.clear();
+    if (m_input)
+        m_input->watchEscape(false);
+    m_input = nullptr;
+}
+
+void LookupPanelController::onButtonPressed(const QPointF& position)
 {
     // A press in one of our own menus (the text's Copy menu) belongs to the panel.
-    if (m_panel && !m_panel->frameGeometry().contains(position) &&
+    if (m_panel && !QRectF(m_panel->frameGeometry()).contains(position) &&
         !QApplication::activePopupWidget())
         close();
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "inputevents.h"
 #include "lookupbackend.h"
 #include "lookupmodel.h"
 #include "lookupquery.h"
@@ -11,7 +12,6 @@
 #include <QUrl>
 #include <memory>
 
-class GlobalInputMonitor;
 class LookupPanel;
 
 // Owns the one lookup panel. Each show() throws away the panel before it (cancelling its
@@ -19,8 +19,10 @@ class LookupPanel;
 // panel goes away on Escape, on a mouse press outside it in any application, when an item
 // is opened, or with the next lookup. A click inside never closes it.
 //
-// Positions are Qt's global screen coordinates (origin at the top left of the primary
-// screen, y downwards), the same coordinates X11 input events carry. Main thread only.
+// Presses outside and Escape come from the session's input stream (InputEvents::session()),
+// watched while a panel is shown on a real screen. Positions are Qt's global screen
+// coordinates (origin at the top left of the primary screen, y downwards), the same
+// coordinates X11 input events carry. Main thread only.
 class LookupPanelController : public QObject {
     Q_OBJECT
 public:
@@ -41,7 +43,7 @@ public:
     LookupPanel* panel() const { return m_panel; }
     std::shared_ptr<LookupModel> model() const { return m_model; }
     // Whether the mouse presses of other applications and Escape are being watched.
-    bool isWatchingInput() const { return m_monitor != nullptr; }
+    bool isWatchingInput() const { return m_input != nullptr; }
 
     // What opening an item's URL does: a copy link puts its command on the clipboard, any
     // other URL opens with the desktop's handler for it; the panel closes either way.
@@ -65,9 +67,11 @@ Q_SIGNALS:
 private:
     LookupPanelController() = default;
     void installMonitors();
-    void onButtonPressed(const QPoint& position);
+    void removeMonitors();
+    void onButtonPressed(const QPointF& position);
 
     QPointer<LookupPanel> m_panel;
     std::shared_ptr<LookupModel> m_model;
-    std::unique_ptr<GlobalInputMonitor> m_monitor;
+    QPointer<InputEvents> m_input;
+    QList<QMetaObject::Connection> m_monitors;
 };

@@ -2,6 +2,7 @@
 
 #include "desktopsession.h"
 #include "gnomeshellinputevents.h"
+#include "x11inputevents.h"
 
 namespace {
 
@@ -24,7 +25,7 @@ static std::unique_ptr<InputEvents> makeSessionInputEvents()
 {
     switch (DesktopSession::current()) {
     case DesktopSession::Kind::X11:
-        return nullptr; // the XInput 2 adapter's place
+        return std::make_unique<X11InputEvents>();
     case DesktopSession::Kind::GnomeWayland:
         return std::make_unique<GnomeShellInputEvents>();
     case DesktopSession::Kind::OtherWayland:

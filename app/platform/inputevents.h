@@ -55,6 +55,9 @@ public:
     virtual bool isInstalled() const = 0;
     // How force clicks are heard, in the user's words: "X11", "the GNOME Shell extension".
     virtual QString sourceName() const = 0;
+    // Why the latest install() failed, in the user's words ("cannot open display :1");
+    // empty when it did not, or when the source cannot tell.
+    virtual QString problem() const { return {}; }
     // While on, Escape is taken from the focused application and reported through
     // escapePressed(); the panel turns it on while it is shown.
     virtual void watchEscape(bool on) = 0;
@@ -72,9 +75,10 @@ Q_SIGNALS:
     void buttonPressed(const QPointF& location, int button);
     void escapePressed();
     // Every event as the source numbers it (XInput 2 event types on X11), with the type it was
-    // mapped to or 0 for none; `detail` is the button or key where there is one. Motion counts
-    // too (`motion` true). For the event watch.
-    void rawEvent(int rawType, int mappedType, int detail, bool motion);
+    // mapped to or 0 for none; `detail` is the button or key where there is one. `bulk` marks
+    // motion and wheel turns, the bulk of all input, which the event watch only counts. A source
+    // need not report motion unless something is connected here.
+    void rawEvent(int rawType, int mappedType, int detail, bool bulk);
     // The source stopped: the X connection went away, the extension left the bus.
     void disabled();
 

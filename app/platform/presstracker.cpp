@@ -39,10 +39,24 @@ void PressTracker::release(const QPointF& at)
     emitEvent(InputEvent::LeftMouseUp, 0, at);
 }
 
+void PressTracker::cancel()
+{
+    m_hold.stop();
+    m_pressed = false;
+}
+
 void PressTracker::deepPress()
 {
-    if (m_pressed)
-        emitEvent(InputEvent::Pressure, 2, m_latest);
+    if (!m_pressed)
+        return;
+    if (m_probe) {
+        if (const std::optional<QPointF> now = m_probe()) {
+            m_latest = *now;
+            if (QLineF(m_pressedAt.screen, *now).length() > kStillDistance)
+                return;
+        }
+    }
+    emitEvent(InputEvent::Pressure, 2, m_latest);
 }
 
 void PressTracker::emitEvent(int type, int stage, const QPointF& at)

@@ -98,7 +98,7 @@ protected:
     {
         auto service = std::make_unique<GnomeShellInputEvents>(m_bus);
         const bool installed = service->install();
-        EXPECT_TRUE(installed) << service->errorString().toStdString();
+        EXPECT_TRUE(installed) << service->problem().toStdString();
         m_service = service.get();
         m_recorded = {};
         QObject::connect(m_service, &InputEvents::delivered,

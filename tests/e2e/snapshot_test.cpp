@@ -114,6 +114,13 @@ TEST(SnapshotEndToEndTest, RealProgramRendersOneImagePerTabWithoutADisplay)
             << id.toStdString();
     }
     EXPECT_EQ(QDir(home.path()).entryList({u"shot-*.png"_s}, QDir::Files).size(), tabs.size());
+    // Without a model server the Answer tab answers from the dictionary.
+    const QJsonObject answer = tabs[0].toObject();
+    EXPECT_EQ(answer.value(u"phase"_s).toString(), u"done"_s);
+    EXPECT_EQ(answer.value(u"items"_s)[0][1].toString(), u"noun"_s);
+    EXPECT_TRUE(answer.value(u"items"_s)[0][2].toString().contains(
+        u"From the WordNet dictionary. Start a local model server at http://127.0.0.1:9/v1"_s))
+        << QJsonDocument(answer).toJson().toStdString();
 }
 
 TEST(SnapshotEndToEndTest, LookupWithoutADisplaySaysSoInOneLineAndFails)

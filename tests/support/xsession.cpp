@@ -119,6 +119,7 @@ QProcessEnvironment XSession::environment(const QString& home) const
     env.insert(QStringLiteral("DISPLAY"), m_display);
     env.remove(QStringLiteral("QT_QPA_PLATFORM"));
     env.remove(QStringLiteral("WAYLAND_DISPLAY"));
+    env.insert(QStringLiteral("XDG_SESSION_TYPE"), QStringLiteral("x11"));
     if (!home.isEmpty()) {
         env.insert(QStringLiteral("HOME"), home);
         for (const char* name : {"XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_STATE_HOME"})

@@ -20,7 +20,8 @@ public:
     bool start(QString* error);
     QString display() const { return m_display; }
 
-    // The environment of a program on this display: DISPLAY set, no Qt platform forced.
+    // The environment of a program in this session: DISPLAY set, an X11 session type, no Qt
+    // platform forced.
     QProcessEnvironment environment(const QString& home) const;
     // Runs an X tool (xdotool, xwininfo, xprop, xclip) on this display; its standard output.
     QString tool(const QString& program, const QStringList& arguments,

@@ -91,9 +91,9 @@ bool GnomeShellInputEvents::install()
     if (m_installed)
         return true;
     uninstall();
-    m_error.clear();
+    m_problem.clear();
     if (!m_bus.isConnected()) {
-        m_error = QStringLiteral("no session bus: %1").arg(m_bus.lastError().message());
+        m_problem = QStringLiteral("no session bus: %1").arg(m_bus.lastError().message());
         return false;
     }
     m_shellWatcher = std::make_unique<QDBusServiceWatcher>(
@@ -102,21 +102,21 @@ bool GnomeShellInputEvents::install()
             [this] { shellLeft(); });
     m_shellOwner = m_bus.interface()->serviceOwner(kShellName).value();
     if (m_shellOwner.isEmpty()) {
-        m_error = QStringLiteral("GNOME Shell is not on the session bus");
+        m_problem = QStringLiteral("GNOME Shell is not on the session bus");
         uninstall();
         return false;
     }
 
     m_receiver = std::make_unique<Receiver>(this);
     if (!m_bus.registerVirtualObject(QString::fromLatin1(kObjectPath), m_receiver.get())) {
-        m_error = QStringLiteral("could not export %1 on the session bus")
-                      .arg(QString::fromLatin1(kObjectPath));
+        m_problem = QStringLiteral("could not export %1 on the session bus")
+                        .arg(QString::fromLatin1(kObjectPath));
         uninstall();
         return false;
     }
     if (!m_bus.registerService(QString::fromLatin1(kServiceName))) {
-        m_error = QStringLiteral("another Peekwell holds %1 on the session bus")
-                      .arg(QString::fromLatin1(kServiceName));
+        m_problem = QStringLiteral("another Peekwell holds %1 on the session bus")
+                        .arg(QString::fromLatin1(kServiceName));
         uninstall();
         return false;
     }
@@ -126,8 +126,8 @@ bool GnomeShellInputEvents::install()
                                                   QStringLiteral("Hello")),
                    QDBus::Block, 2000);
     if (hello.type() != QDBusMessage::ReplyMessage) {
-        m_error = QStringLiteral("the GNOME Shell extension does not answer (%1)")
-                      .arg(hello.errorMessage());
+        m_problem = QStringLiteral("the GNOME Shell extension does not answer (%1)")
+                        .arg(hello.errorMessage());
         uninstall();
         return false;
     }
@@ -144,6 +144,7 @@ void GnomeShellInputEvents::uninstall()
     }
     m_shellWatcher.reset();
     m_shellOwner.clear();
+    m_tracker.cancel();
     m_installed = false;
 }
 
@@ -224,6 +225,7 @@ bool GnomeShellInputEvents::handle(const QDBusMessage& message)
         // The extension was disabled (GNOME disables every extension while the screen is locked).
         const bool was = m_installed;
         m_installed = false;
+        m_tracker.cancel();
         if (was)
             Q_EMIT disabled();
     } else {

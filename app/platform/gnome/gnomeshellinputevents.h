@@ -34,10 +34,11 @@ public:
 
     // Takes the service name and exports the object, then asks the extension whether it runs.
     // False, with nothing left registered, when the bus is unreachable, another Peekwell holds
-    // the name, or the extension does not answer (errorString() says which).
+    // the name, or the extension does not answer (problem() says which).
     bool install() override;
     bool isInstalled() const override { return m_installed; }
     QString sourceName() const override;
+    QString problem() const override { return m_problem; }
     // Asks the extension to bind Escape while on; fails quietly where the extension is gone.
     void watchEscape(bool on) override;
 
@@ -45,8 +46,6 @@ public:
     // when given) to `topLeft` in global coordinates and keep it above other windows. False when
     // there is no such window or no extension to ask. Blocks for at most two seconds.
     bool placeWindow(qint64 pid, const QString& title, const QPoint& topLeft);
-
-    QString errorString() const { return m_error; }
 
 private:
     class Receiver;
@@ -63,6 +62,6 @@ private:
     std::unique_ptr<QDBusServiceWatcher> m_shellWatcher;
     PressTracker m_tracker;
     QString m_shellOwner;
-    QString m_error;
+    QString m_problem;
     bool m_installed = false;
 };

@@ -1,0 +1,30 @@
+#pragma once
+
+#include "inputevents.h"
+
+// An input stream driven by the test: events go through the handler exactly as a real
+// source's do; the test emits the other signals (buttons, Escape, raw events) itself.
+class ScriptedInputEvents : public InputEvents {
+    Q_OBJECT
+public:
+    bool install() override;
+    bool isInstalled() const override { return m_installed; }
+    QString sourceName() const override { return QStringLiteral("a script"); }
+    void watchEscape(bool on) override { m_watchingEscape = on; }
+
+    // Whether install() succeeds (it does unless told otherwise); how often it was called.
+    void setRefusing(bool refusing) { m_refusing = refusing; }
+    int installCalls() const { return m_installCalls; }
+    bool watchingEscape() const { return m_watchingEscape; }
+
+    // One event through the handler; its verdict.
+    bool feed(int type, int stage = 0, const QPointF& at = {});
+    // Drops the stream as a broken connection would: not installed, disabled() emitted.
+    void drop();
+
+private:
+    bool m_installed = false;
+    bool m_refusing = false;
+    bool m_watchingEscape = false;
+    int m_installCalls = 0;
+};
