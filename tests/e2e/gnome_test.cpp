@@ -277,6 +277,38 @@ TEST_F(GnomeShellTest, TheExtensionOutlivesPeekwellAndReconnectsToTheNextOne)
     EXPECT_FALSE(shellLog.contains("peekwell@")) << shellLog.toStdString();
 }
 
+TEST_F(GnomeShellTest, ThePeekwellExecutableHearsForceClicksThroughTheExtension)
+{
+    InputEvents::setSession(nullptr);
+    QProcessEnvironment env = s_shell->clientEnvironment();
+    const QString state = s_shell->home() + u"/state"_s;
+    env.insert(u"XDG_STATE_HOME"_s, state);
+    QProcess peekwell;
+    peekwell.setProcessEnvironment(env);
+    peekwell.setProcessChannelMode(QProcess::ForwardedChannels);
+    peekwell.start(QStringLiteral(PEEKWELL_EXECUTABLE), {u"--watch"_s, u"20"_s});
+    ASSERT_TRUE(peekwell.waitForStarted(5000));
+    QFile watch(state + u"/peekwell/logs/watch.txt"_s);
+    ASSERT_TRUE(spinUntil([&] { return watch.exists(); }));
+
+    // The extension starts reporting once it has seen Peekwell's name appear.
+    bool deep = false;
+    for (int attempt = 0; attempt < 5 && !deep; ++attempt) {
+        ASSERT_TRUE(s_shell->movePointer(kPoint) && s_shell->button(kLeft, true));
+        QTest::qWait(700);
+        ASSERT_TRUE(s_shell->button(kLeft, false));
+        deep = spinUntil([&] {
+            watch.open(QIODevice::ReadOnly);
+            const bool found = watch.readAll().contains("monitor ns=34 stage=2 pressure=1.00");
+            watch.close();
+            return found;
+        });
+    }
+    EXPECT_TRUE(deep);
+    peekwell.terminate();
+    EXPECT_TRUE(peekwell.waitForFinished(5000));
+}
+
 TEST_F(GnomeShellTest, PeekwellCanPlaceAWindow)
 {
     const QPoint corner(60, 90);
