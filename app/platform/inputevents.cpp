@@ -1,6 +1,7 @@
 #include "inputevents.h"
 
 #include "desktopsession.h"
+#include "gnomeshellinputevents.h"
 #include "x11inputevents.h"
 
 namespace {
@@ -26,7 +27,7 @@ static std::unique_ptr<InputEvents> makeSessionInputEvents()
     case DesktopSession::Kind::X11:
         return std::make_unique<X11InputEvents>();
     case DesktopSession::Kind::GnomeWayland:
-        return nullptr; // the GNOME Shell extension service's place
+        return std::make_unique<GnomeShellInputEvents>();
     case DesktopSession::Kind::OtherWayland:
     case DesktopSession::Kind::None:
         break;

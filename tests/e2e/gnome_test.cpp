@@ -1,0 +1,323 @@
+// GNOME on Wayland end to end: a headless GNOME Shell running our extension, a native Wayland
+// GTK editor (Mousepad) under the pointer, pointer and keys injected through Mutter's
+// remote-desktop interface, and Peekwell's service in this process recording what reaches the
+// InputEvents stream. The Shell starts once for all cases (they run in one process, in order).
+#include "eventwait.h"
+#include "gnomeshellextension.h"
+#include "gnomeshellinputevents.h"
+#include "gnomeshellsession.h"
+
+#include <QDBusMessage>
+#include <QDBusPendingCall>
+#include <QFile>
+#include <QTest>
+#include <gtest/gtest.h>
+#include <memory>
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace {
+
+constexpr int kLeft = 272;
+constexpr int kRight = 273;
+constexpr int kEscape = 1;
+const QPointF kPoint(640, 400);
+
+struct Recorded {
+    std::vector<InputEvent> events;
+    std::vector<int> buttons;
+    int escapes = 0;
+    int disabled = 0;
+
+    // The (type, stage) pairs delivered, in order.
+    std::vector<std::pair<int, int>> sequence() const
+    {
+        std::vector<std::pair<int, int>> out;
+        for (const InputEvent& e : events)
+            out.emplace_back(e.type, e.stage);
+        return out;
+    }
+    bool released() const
+    {
+        return !events.empty() && events.back().type == InputEvent::LeftMouseUp;
+    }
+};
+
+class GnomeShellTest : public ::testing::Test {
+protected:
+    static void SetUpTestSuite()
+    {
+        const QStringList missing = GnomeShellSession::missingPrograms();
+        if (!missing.isEmpty()) {
+            s_error = u"not installed: "_s + missing.join(u", "_s);
+            return;
+        }
+        s_shell = new GnomeShellSession;
+        if (!s_shell->start(QStringLiteral(PEEKWELL_GNOME_EXTENSION_DIR),
+                            GnomeShellExtension::uuid(), &s_error))
+            return;
+        QFile text(s_shell->home() + u"/peekwell-gnome.txt"_s);
+        text.open(QIODevice::WriteOnly);
+        text.write("Hold the pointer still on a word to look it up.\n");
+        text.close();
+        s_editor = new QProcess;
+        s_editor->setProcessEnvironment(s_shell->clientEnvironment());
+        s_editor->setProcessChannelMode(QProcess::ForwardedChannels);
+        s_editor->start(u"mousepad"_s, {text.fileName()});
+        if (!s_editor->waitForStarted(5000))
+            s_error = u"mousepad did not start"_s;
+    }
+
+    static void TearDownTestSuite()
+    {
+        InputEvents::setSession(nullptr);
+        if (s_editor) {
+            s_editor->kill();
+            s_editor->waitForFinished(5000);
+        }
+        delete s_editor;
+        delete s_shell;
+        s_editor = nullptr;
+        s_shell = nullptr;
+    }
+
+    void SetUp() override
+    {
+        ASSERT_TRUE(s_error.isEmpty()) << s_error.toStdString();
+        m_bus = s_shell->connect(u"peekwell-service"_s);
+        ASSERT_TRUE(startService());
+    }
+
+    void TearDown() override
+    {
+        InputEvents::setSession(nullptr);
+        QDBusConnection::disconnectFromBus(u"peekwell-service"_s);
+    }
+
+    bool startService()
+    {
+        auto service = std::make_unique<GnomeShellInputEvents>(m_bus);
+        const bool installed = service->install();
+        EXPECT_TRUE(installed) << service->problem().toStdString();
+        m_service = service.get();
+        m_recorded = {};
+        QObject::connect(m_service, &InputEvents::delivered,
+                         [this](const InputEvent& e, bool) { m_recorded.events.push_back(e); });
+        QObject::connect(m_service, &InputEvents::buttonPressed,
+                         [this](const QPointF&, int b) { m_recorded.buttons.push_back(b); });
+        QObject::connect(m_service, &InputEvents::escapePressed, [this] { ++m_recorded.escapes; });
+        QObject::connect(m_service, &InputEvents::disabled, [this] { ++m_recorded.disabled; });
+        InputEvents::setSession(std::move(service));
+        return installed;
+    }
+
+    // A left press held for `holdMs`, then released; true once the release was delivered.
+    bool press(int holdMs)
+    {
+        m_recorded.events.clear();
+        if (!s_shell->movePointer(kPoint) || !s_shell->button(kLeft, true))
+            return false;
+        QTest::qWait(holdMs);
+        return s_shell->button(kLeft, false) && spinUntil([this] { return m_recorded.released(); });
+    }
+
+    // Clicks until the editor's window is under the pointer: it maps a moment after it starts.
+    void waitForEditor()
+    {
+        for (int attempt = 0; attempt < 40; ++attempt) {
+            if (press(50) && m_recorded.events.front().target.window &&
+                m_recorded.events.front().target.window->pid == s_editor->processId())
+                return;
+            QTest::qWait(250);
+        }
+        FAIL() << "Mousepad's window never came under the pointer at (640, 400)";
+    }
+
+    static inline GnomeShellSession* s_shell = nullptr;
+    static inline QProcess* s_editor = nullptr;
+    static inline QString s_error;
+    QDBusConnection m_bus{QString()};
+    GnomeShellInputEvents* m_service = nullptr;
+    Recorded m_recorded;
+};
+
+using Stages = std::vector<std::pair<int, int>>;
+const Stages kClick = {{InputEvent::LeftMouseDown, 0},
+                       {InputEvent::Pressure, 1},
+                       {InputEvent::Pressure, 0},
+                       {InputEvent::LeftMouseUp, 0}};
+const Stages kHold = {{InputEvent::LeftMouseDown, 0},
+                      {InputEvent::Pressure, 1},
+                      {InputEvent::Pressure, 2},
+                      {InputEvent::Pressure, 0},
+                      {InputEvent::LeftMouseUp, 0}};
+
+TEST_F(GnomeShellTest, HoldOnAWaylandWindowIsADeepPressWithThatWindowAndAClickIsNot)
+{
+    waitForEditor();
+
+    ASSERT_TRUE(press(100));
+    EXPECT_EQ(m_recorded.sequence(), kClick);
+
+    ASSERT_TRUE(press(700));
+    ASSERT_EQ(m_recorded.sequence(), kHold);
+    const PointerTarget& target = m_recorded.events[2].target;
+    EXPECT_EQ(target.screen, kPoint);
+    ASSERT_TRUE(target.window);
+    EXPECT_EQ(target.window->pid, s_editor->processId());
+    EXPECT_TRUE(target.window->title.contains(u"peekwell-gnome.txt"_s))
+        << target.window->title.toStdString();
+    EXPECT_TRUE(target.window->frame.contains(kPoint));
+    // GTK draws its own decorations: the buffer holds the frame plus the shadow around it.
+    EXPECT_TRUE(target.window->buffer.contains(target.window->frame));
+    EXPECT_NE(target.window->buffer, target.window->frame);
+
+    // Other buttons are reported as presses (to close the panel), never as force clicks. This
+    // click takes no time at all: after a pause the press itself wakes the extension.
+    m_recorded.events.clear();
+    m_recorded.buttons.clear();
+    QTest::qWait(300);
+    ASSERT_TRUE(s_shell->button(kRight, true) && s_shell->button(kRight, false));
+    ASSERT_TRUE(spinUntil([this] { return !m_recorded.buttons.empty(); }));
+    EXPECT_EQ(m_recorded.buttons.back(), 3);
+    EXPECT_TRUE(m_recorded.events.empty());
+    // Escape, not watched, goes to Mousepad and closes the menu the right button opened.
+    ASSERT_TRUE(s_shell->key(kEscape, true) && s_shell->key(kEscape, false));
+}
+
+TEST_F(GnomeShellTest, OnlyTheShellMayReportAndOnlyPeekwellMaySteerTheExtension)
+{
+    QDBusConnection intruder = s_shell->connect(u"intruder"_s);
+    QDBusMessage forged = QDBusMessage::createMethodCall(
+        QString::fromLatin1(GnomeShellInputEvents::kServiceName),
+        QString::fromLatin1(GnomeShellInputEvents::kObjectPath),
+        QString::fromLatin1(GnomeShellInputEvents::kInterface), u"Press"_s);
+    forged << 10.0 << 10.0 << qint64(1) << u"forged"_s << 0 << 0 << 9 << 9 << 0 << 0 << 9 << 9;
+    QDBusPendingCall pending = intruder.asyncCall(forged);
+    ASSERT_TRUE(spinUntil([&] { return pending.isFinished(); }));
+    EXPECT_EQ(pending.error().type(), QDBusError::AccessDenied);
+
+    QDBusMessage steer =
+        QDBusMessage::createMethodCall(u"org.gnome.Shell"_s, u"/io/github/peekwell/Shell"_s,
+                                       u"io.github.peekwell.Shell"_s, u"WatchEscape"_s);
+    steer << true;
+    EXPECT_EQ(intruder.call(steer).errorName(), u"org.freedesktop.DBus.Error.AccessDenied"_s);
+    QDBusConnection::disconnectFromBus(u"intruder"_s);
+
+    // The forged press never reached the stream; a real one still does.
+    ASSERT_TRUE(press(50));
+    EXPECT_EQ(m_recorded.sequence(), kClick);
+    EXPECT_EQ(m_recorded.events.front().target.window.value_or(WindowFacts()).pid,
+              s_editor->processId());
+}
+
+TEST_F(GnomeShellTest, EscapeIsReportedOnlyWhileWatched)
+{
+    // Calls on one connection are handled in order: a reply to Hello means WatchEscape is done.
+    auto settled = [this] {
+        return m_bus
+                   .call(QDBusMessage::createMethodCall(u"org.gnome.Shell"_s,
+                                                        u"/io/github/peekwell/Shell"_s,
+                                                        u"io.github.peekwell.Shell"_s, u"Hello"_s))
+                   .type() == QDBusMessage::ReplyMessage;
+    };
+    m_service->watchEscape(true);
+    ASSERT_TRUE(settled());
+    ASSERT_TRUE(s_shell->key(kEscape, true) && s_shell->key(kEscape, false));
+    EXPECT_TRUE(spinUntil([this] { return m_recorded.escapes == 1; }));
+
+    m_service->watchEscape(false);
+    ASSERT_TRUE(settled());
+    ASSERT_TRUE(s_shell->key(kEscape, true) && s_shell->key(kEscape, false));
+    // The extension reports in order: once the click after it has arrived, an Escape would have.
+    ASSERT_TRUE(press(50));
+    EXPECT_EQ(m_recorded.escapes, 1);
+}
+
+TEST_F(GnomeShellTest, DisablingTheExtensionIsNoticedAndEnablingItAgainResumes)
+{
+    EXPECT_EQ(GnomeShellExtension::status(DesktopSession::Kind::GnomeWayland, m_bus).state,
+              GnomeShellExtension::State::Active);
+
+    ASSERT_EQ(s_shell->extensions(u"DisableExtension"_s, GnomeShellExtension::uuid()).type(),
+              QDBusMessage::ReplyMessage);
+    ASSERT_TRUE(spinUntil([this] { return m_recorded.disabled == 1; }));
+    EXPECT_FALSE(m_service->isInstalled());
+    const GnomeShellExtension::Status status =
+        GnomeShellExtension::status(DesktopSession::Kind::GnomeWayland, m_bus);
+    EXPECT_EQ(status.state, GnomeShellExtension::State::Disabled);
+    EXPECT_EQ(status.command, u"gnome-extensions enable peekwell@peekwell.github.io"_s);
+    EXPECT_TRUE(status.message.contains(status.command));
+
+    ASSERT_EQ(s_shell->extensions(u"EnableExtension"_s, GnomeShellExtension::uuid()).type(),
+              QDBusMessage::ReplyMessage);
+    ASSERT_TRUE(spinUntil([this] { return m_service->isInstalled(); }));
+    ASSERT_TRUE(press(700));
+    EXPECT_EQ(m_recorded.sequence(), kHold);
+}
+
+TEST_F(GnomeShellTest, TheExtensionOutlivesPeekwellAndReconnectsToTheNextOne)
+{
+    InputEvents::setSession(nullptr);
+    // Clicks while nobody listens go nowhere and cost the Shell no error.
+    ASSERT_TRUE(s_shell->movePointer(kPoint));
+    ASSERT_TRUE(s_shell->button(kLeft, true) && s_shell->button(kLeft, false));
+    QTest::qWait(300);
+    const QVariantMap info = s_shell->extensionInfo(GnomeShellExtension::uuid());
+    EXPECT_EQ(qRound(info.value(u"state"_s).toDouble()), 1);
+    EXPECT_EQ(info.value(u"error"_s).toString(), QString());
+
+    ASSERT_TRUE(startService());
+    ASSERT_TRUE(press(700));
+    EXPECT_EQ(m_recorded.sequence(), kHold);
+
+    QFile log(s_shell->logPath());
+    ASSERT_TRUE(log.open(QIODevice::ReadOnly));
+    const QByteArray shellLog = log.readAll();
+    EXPECT_FALSE(shellLog.contains("peekwell@")) << shellLog.toStdString();
+}
+
+TEST_F(GnomeShellTest, ThePeekwellExecutableHearsForceClicksThroughTheExtension)
+{
+    InputEvents::setSession(nullptr);
+    QProcessEnvironment env = s_shell->clientEnvironment();
+    const QString state = s_shell->home() + u"/state"_s;
+    env.insert(u"XDG_STATE_HOME"_s, state);
+    QProcess peekwell;
+    peekwell.setProcessEnvironment(env);
+    peekwell.setProcessChannelMode(QProcess::ForwardedChannels);
+    peekwell.start(QStringLiteral(PEEKWELL_EXECUTABLE), {u"--watch"_s, u"20"_s});
+    ASSERT_TRUE(peekwell.waitForStarted(5000));
+    QFile watch(state + u"/peekwell/logs/watch.txt"_s);
+    ASSERT_TRUE(spinUntil([&] { return watch.exists(); }));
+
+    // The extension starts reporting once it has seen Peekwell's name appear.
+    bool deep = false;
+    for (int attempt = 0; attempt < 5 && !deep; ++attempt) {
+        ASSERT_TRUE(s_shell->movePointer(kPoint) && s_shell->button(kLeft, true));
+        QTest::qWait(700);
+        ASSERT_TRUE(s_shell->button(kLeft, false));
+        deep = spinUntil([&] {
+            watch.open(QIODevice::ReadOnly);
+            const bool found = watch.readAll().contains("monitor ns=34 stage=2 pressure=1.00");
+            watch.close();
+            return found;
+        });
+    }
+    EXPECT_TRUE(deep);
+    peekwell.terminate();
+    EXPECT_TRUE(peekwell.waitForFinished(5000));
+}
+
+TEST_F(GnomeShellTest, PeekwellCanPlaceAWindow)
+{
+    const QPoint corner(60, 90);
+    EXPECT_FALSE(m_service->placeWindow(999'999, QString(), corner));
+    ASSERT_TRUE(m_service->placeWindow(s_editor->processId(), QString(), corner));
+    ASSERT_TRUE(press(50));
+    const std::optional<WindowFacts> window = m_recorded.events.front().target.window;
+    ASSERT_TRUE(window);
+    EXPECT_EQ(window->frame.topLeft(), QPointF(corner));
+}
+
+} // namespace
