@@ -13,6 +13,7 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
+#include <QHash>
 #include <QJsonDocument>
 #include <QSaveFile>
 #include <cctype>
@@ -179,6 +180,36 @@ bool runCommandLine(const QStringList& list)
             return true;
     }
     return false;
+}
+
+Request request(const QStringList& list)
+{
+    QHash<QString, qsizetype> valueCounts;
+    for (const Operation& operation : operations())
+        valueCounts.insert(operation.name, operation.valueNames.size());
+    for (const Modifier& modifier : modifiers())
+        valueCounts.insert(modifier.name, modifier.valueNames.size());
+    Request request;
+    for (qsizetype i = 1; i < list.size(); ++i) {
+        const QString& argument = list[i];
+        if (const auto known = valueCounts.constFind(argument); known != valueCounts.constEnd())
+            i += *known; // its values, whatever they look like
+        else if (argument == QLatin1String("--help") || argument == QLatin1String("-h"))
+            request.help = true;
+        else if (argument == QLatin1String("--version"))
+            request.version = true;
+        else if (argument.startsWith(QLatin1String("--")) && !request.unknownOption)
+            request.unknownOption = argument;
+    }
+    return request;
+}
+
+bool changesSettings(const QStringList& list)
+{
+    const Arguments arguments(list);
+    return std::any_of(operations().begin(), operations().end(), [&](const Operation& o) {
+        return o.kind == Kind::Setting && applies(o, arguments);
+    });
 }
 
 QString logDir()

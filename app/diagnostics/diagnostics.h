@@ -4,6 +4,7 @@
 #include <QString>
 #include <QStringList>
 #include <functional>
+#include <optional>
 
 class Arguments;
 
@@ -62,6 +63,20 @@ QString logDir();
 // null; to `fileName` in the log folder (replacing it, no trailing newline) and to standard
 // output followed by one newline. Failures to write are ignored.
 void emit(const QJsonObject& report, const QString& fileName);
+
+// What the arguments ask of the program before any operation: --help (or -h), --version, or
+// nothing because an option is unknown. Only arguments that stand where an option may stand
+// count: a value of an operation or modifier is taken unchanged, so `--search --help`
+// searches for "--help".
+struct Request {
+    bool help = false;
+    bool version = false;
+    std::optional<QString> unknownOption; // the first "--word" that names no option
+};
+Request request(const QStringList& arguments);
+
+// Whether the arguments store a setting (--sw-url, --recall-model, …).
+bool changesSettings(const QStringList& arguments);
 
 // The --help text and the --version line.
 QString helpText();

@@ -52,23 +52,31 @@ int main(int argc, char** argv)
     for (int i = 0; i < argc; ++i)
         arguments.append(QString::fromLocal8Bit(argv[i]));
 
-    if (arguments.contains(QStringLiteral("--help")) || arguments.contains(QStringLiteral("-h"))) {
+    const Diagnostics::Request request = Diagnostics::request(arguments);
+    if (request.help) {
         std::fputs(qPrintable(Diagnostics::helpText()), stdout);
         return 0;
     }
-    if (arguments.contains(QStringLiteral("--version"))) {
+    if (request.version) {
         std::puts(qPrintable(Diagnostics::versionText()));
         return 0;
+    }
+    if (request.unknownOption) {
+        std::fprintf(stderr, "peekwell: unknown option %s\n\n%s",
+                     qPrintable(*request.unknownOption), qPrintable(Diagnostics::helpText()));
+        return 2;
     }
 
     // Operations that show nothing run without a display; the rest need a QApplication.
     const Diagnostics::Operation* operation = Diagnostics::takingOver(arguments);
     if (!operation) {
         if (const std::optional<QString> problem = X11Desktop::displayProblem()) {
-            // Settings given on the command line are still stored.
+            // Settings given on the command line are stored, and that was all there was to do.
             QCoreApplication app(argc, argv);
             Pref::registerDefaults();
             Diagnostics::runCommandLine(arguments);
+            if (Diagnostics::changesSettings(arguments))
+                return 0;
             std::fprintf(stderr,
                          "peekwell: the desktop application needs a display (%s); --help lists "
                          "the operations that run without one\n",

@@ -2,6 +2,7 @@
 #include "temphome.h"
 
 #include <QDir>
+#include <QFile>
 #include <gtest/gtest.h>
 
 using namespace Qt::Literals::StringLiterals;
@@ -37,20 +38,41 @@ TEST(CommandLineTest, VersionPrintsOneLine)
     EXPECT_EQ(run.out.count('\n'), 1);
 }
 
-// Without an operation the desktop application starts; without a display it cannot, says so
-// and stores nothing for an option it does not know.
-TEST(CommandLineTest, WithoutADisplayTheApplicationSaysWhyAndAnUnknownOptionStoresNothing)
+// Over SSH: no display, no Qt platform chosen.
+TEST(CommandLineTest, WithoutADisplaySettingsAreStoredAndEverythingElseSaysWhy)
 {
     TempHome home;
     QProcessEnvironment env = homeAt(home);
     for (const QString& name : {u"QT_QPA_PLATFORM"_s, u"DISPLAY"_s, u"WAYLAND_DISPLAY"_s})
         env.insert(name, QString());
-    const ProcessResult run = runPeekwell({u"--no-such-operation"_s}, env, 10'000);
+    const QString settings = home.path() + u"/.config/peekwell/peekwell.conf"_s;
+
+    ProcessResult run = runPeekwell({u"--recall-model"_s, u"custom"_s}, env, 10'000);
     ASSERT_FALSE(run.crashed || run.timedOut);
+    EXPECT_EQ(run.exitCode, 0) << run.err.constData();
+    QFile file(settings);
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    EXPECT_TRUE(file.readAll().contains("recall.model=custom"));
+
+    run = runPeekwell({}, env, 10'000);
     EXPECT_EQ(run.exitCode, 1);
     EXPECT_TRUE(run.err.contains("needs a display (DISPLAY is not set)")) << run.err.constData();
-    EXPECT_FALSE(QDir(home.path() + u"/.config/peekwell"_s).exists() &&
-                 !QDir(home.path() + u"/.config/peekwell"_s).isEmpty());
+
+    run = runPeekwell({u"--sw-url"_s, u"http://x"_s, u"--no-such-operation"_s}, env, 10'000);
+    EXPECT_EQ(run.exitCode, 2);
+    EXPECT_TRUE(run.err.startsWith("peekwell: unknown option --no-such-operation\n"))
+        << run.err.constData();
+    file.seek(0);
+    EXPECT_FALSE(file.readAll().contains("http://x")) << "a mistyped command stores nothing";
+}
+
+TEST(CommandLineTest, AValueThatLooksLikeAnOptionIsTakenAsAValue)
+{
+    TempHome home;
+    const ProcessResult run = runPeekwell({u"--search"_s, u"--help"_s}, homeAt(home));
+    EXPECT_EQ(run.exitCode, 0);
+    EXPECT_FALSE(run.out.startsWith("Usage")) << "--help after --search is the text to search";
+    EXPECT_TRUE(run.out.contains("\"hits\"")) << run.out.constData();
 }
 
 } // namespace
