@@ -18,7 +18,7 @@ Q_LOGGING_CATEGORY(lcAnswer, "peekwell.backends.answer", QtWarningMsg)
 namespace {
 
 const QString kWithoutSentenceNote =
-    QStringLiteral("Defined without its sentence: Apple's safety filter declined the sentence.");
+    QStringLiteral("Defined without its sentence: the local model declined the sentence.");
 
 // The dictionary's answer while the model is unavailable: the gloss of the sense WordNet
 // gives for the sentence, and a note on how to get an answer written by the model. Nothing

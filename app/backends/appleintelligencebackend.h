@@ -11,7 +11,7 @@
 // server ("localModel.baseURL", "localModel.name", read at each lookup).
 //
 // One item, "gloss", rebuilt from every partial answer, so each list replaces the one before.
-// When the model's safety filter declines the sentence, the word is glossed once more on its
+// When the local model declines the sentence, the word is glossed once more on its
 // own and the item says so. When the local server is not running or lacks the model, the item
 // comes at once from the WordNet dictionary (the sense its sentence means) with a note saying
 // how to get the model's answer; the source fails with the runtime's sentence only when the

@@ -16,7 +16,7 @@ namespace {
 using Server = ChatCompletionsServer;
 
 const QString kNote =
-    QStringLiteral("Defined without its sentence: Apple's safety filter declined the sentence.");
+    QStringLiteral("Defined without its sentence: the local model declined the sentence.");
 
 LookupItem gloss(const QString& term, std::optional<QString> detail, const QString& body)
 {

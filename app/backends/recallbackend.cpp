@@ -53,9 +53,9 @@ QString RecallBackend::label(RecallModel model)
 {
     switch (model.value()) {
     case RecallModel::onDevice:
-        return QStringLiteral("Apple on-device");
+        return QStringLiteral("Local model");
     case RecallModel::privateCloud:
-        return QStringLiteral("Apple Private Cloud Compute");
+        return QStringLiteral("Private Cloud Compute");
     case RecallModel::openAI:
         return QStringLiteral("OpenAI");
     case RecallModel::claude:

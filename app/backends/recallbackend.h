@@ -34,7 +34,7 @@ public:
     // The request for one lookup: the word, its sentence and application when known, and
     // which of the user's material to search.
     static QString prompt(const LookupQuery& query, bool withLibrary);
-    // How the answer item names the model ("Apple on-device", "OpenAI", ...).
+    // How the answer item names the model ("Local model", "OpenAI", ...).
     static QString label(RecallModel model);
 
 private:

@@ -261,7 +261,7 @@ TEST_F(RecallBackendTest, OnDeviceAnswersAreLabelledAsSuch)
     server.script({Server::answer({u"Seen once."_s})});
     EXPECT_EQ(
         backend(std::nullopt, RecallModel::onDevice).lookup(query(u"x"_s)).waitForAll().value(0),
-        LookupItems{answer(u"Seen once."_s, u"Apple on-device"_s)});
+        LookupItems{answer(u"Seen once."_s, u"Local model"_s)});
 }
 
 TEST_F(RecallBackendTest, LibraryDocumentsJoinTheSourcesAndALibraryThatIsDownFindsNothing)

@@ -8,7 +8,7 @@ namespace {
 
 const QString kUrlKey = QStringLiteral("backend.wikipedia.url");
 const QString kDefaultBase = QStringLiteral("https://en.wikipedia.org");
-const QByteArray kUserAgent = "Peekwell/0.1 (personal macOS lookup tool)";
+const QByteArray kUserAgent = "Peekwell/0.1 (personal Linux lookup tool)";
 
 std::optional<QString> stringAt(const QJsonObject& object, const QString& key)
 {

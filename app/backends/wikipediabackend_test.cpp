@@ -72,7 +72,7 @@ TEST_F(WikipediaBackendTest, ASummaryBecomesOneItemFromAGetWithTheUserAgent)
     EXPECT_EQ(request.method, QByteArray("GET"));
     EXPECT_EQ(request.target, kSummaryPath + "machine_learning");
     EXPECT_EQ(request.header("User-Agent"),
-              QByteArray("Peekwell/0.1 (personal macOS lookup tool)"));
+              QByteArray("Peekwell/0.1 (personal Linux lookup tool)"));
     EXPECT_TRUE(request.body.isEmpty());
 }
 

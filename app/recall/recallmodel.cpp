@@ -6,13 +6,6 @@
 #include "pref.h"
 #include "systemlanguagemodel.h"
 
-namespace {
-
-const QString privateCloudRequestForm =
-    QStringLiteral("https://developer.apple.com/contact/request/private-cloud-compute/");
-
-} // namespace
-
 QList<RecallModel> RecallModel::allCases()
 {
     return {onDevice, privateCloud, openAI, claude, custom};
@@ -142,7 +135,7 @@ QString RecallModel::status(const Preferences& preferences) const
     }
     case privateCloud:
         // With an entitlement the private-cloud model would be asked here; none exists.
-        return QStringLiteral("Needs Apple's PCC entitlement (request form)");
+        return QStringLiteral("Not available on Linux");
     default:
         break;
     }
@@ -161,9 +154,9 @@ Session RecallModel::session(QList<std::shared_ptr<const Tool>> tools, const QSt
         return Session(SystemLanguageModel::defaultModel(preferences), std::move(tools),
                        instructions);
     case privateCloud:
-        throw BackendError(
-            QStringLiteral("Private Cloud Compute needs Apple's managed entitlement: ") +
-            privateCloudRequestForm);
+        throw BackendError(QStringLiteral(
+            "Private Cloud Compute is not available on Linux: pick another model for Recall in "
+            "the menu"));
     default:
         break;
     }

@@ -110,8 +110,7 @@ TEST_F(RecallModelTest, StatusOfTheRemoteAndPrivateCloudModels)
     EXPECT_EQ(custom.status(prefs), u"qwen"_s) << "custom needs no key";
 
     EXPECT_FALSE(RecallModel::hasPrivateCloudEntitlement());
-    EXPECT_EQ(RecallModel(RecallModel::privateCloud).status(prefs),
-              u"Needs Apple's PCC entitlement (request form)"_s);
+    EXPECT_EQ(RecallModel(RecallModel::privateCloud).status(prefs), u"Not available on Linux"_s);
 }
 
 TEST_F(RecallModelTest, StatusOfTheOnDeviceModelSaysWhatToDo)
@@ -143,8 +142,8 @@ TEST_F(RecallModelTest, StatusOfTheOnDeviceModelSaysWhatToDo)
 TEST_F(RecallModelTest, SessionsFailWithTheSentenceThatSaysWhatToDo)
 {
     EXPECT_EQ(sessionError(RecallModel::privateCloud),
-              QStringLiteral("Private Cloud Compute needs Apple's managed entitlement: "
-                             "https://developer.apple.com/contact/request/private-cloud-compute/"));
+              u"Private Cloud Compute is not available on Linux: pick another model for Recall in "
+              u"the menu"_s);
     EXPECT_EQ(sessionError(RecallModel::custom),
               u"Set a base URL for Custom (OpenAI-compatible) in the menu"_s);
     prefs.setValue(u"recall.custom.baseURL"_s, QString());
