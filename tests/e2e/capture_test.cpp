@@ -5,11 +5,13 @@
 #include "capturedesktop.h"
 
 #include <QDeadlineTimer>
+#include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QPointF>
 #include <QProcess>
+#include <QSettings>
 #include <QThread>
 #include <csignal>
 #include <gtest/gtest.h>
@@ -227,6 +229,88 @@ TEST_F(CaptureEndToEndTest, WithoutABusOrADisplayTheProbeSaysSo)
         EXPECT_EQ(refused.err, "peekwell: " + arguments.first().toUtf8() +
                                    " needs a display (DISPLAY is not set)\n");
     }
+}
+
+// The whole path: the desktop application hears a long press through XInput 2, reads the
+// word under it from Mousepad and opens the panel; a short click opens nothing, and switching
+// "enabled" off in the settings takes effect at the next press without a restart.
+TEST_F(CaptureEndToEndTest, AForceClickOnAWordOpensThePanelWithIt)
+{
+    const QPointF point =
+        pointOf(g_desktop->peekwell({u"--probe-word"_s, kMousepad.name, kMousepad.word}).report);
+    const QProcessEnvironment env = g_desktop->environment();
+    const QString home = env.value(u"HOME"_s);
+    const QString statusFile = home + u"/.local/state/peekwell/logs/status.json"_s;
+    QFile::remove(statusFile);
+    auto status = [&] {
+        QFile file(statusFile);
+        return file.open(QIODevice::ReadOnly) ? QJsonDocument::fromJson(file.readAll()).object()
+                                              : QJsonObject();
+    };
+    auto waitFor = [](auto condition, int ms) {
+        QDeadlineTimer deadline(ms);
+        while (!condition() && !deadline.hasExpired())
+            QThread::msleep(100);
+        return condition();
+    };
+    auto xdotool = [&](const QStringList& arguments) {
+        QProcess tool;
+        tool.setProcessEnvironment(env);
+        tool.start(u"xdotool"_s, arguments);
+        tool.waitForFinished(10000);
+        return QString::fromUtf8(tool.readAllStandardOutput()).trimmed();
+    };
+    auto panelShown = [&] {
+        return !xdotool({u"search"_s, u"--onlyvisible"_s, u"--name"_s, u"^Peekwell$"_s}).isEmpty();
+    };
+    auto longPress = [&] {
+        xdotool({u"mousemove"_s, QString::number(qRound(point.x())),
+                 QString::number(qRound(point.y())), u"mousedown"_s, u"1"_s, u"sleep"_s, u"0.8"_s,
+                 u"mouseup"_s, u"1"_s});
+    };
+
+    QProcess app;
+    app.setProcessEnvironment(env);
+    app.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    app.start(kPeekwell, {});
+    ASSERT_TRUE(app.waitForStarted(5000));
+    ASSERT_TRUE(waitFor([&] { return status().value(u"tapInstalled"_s).toBool(); }, 20000))
+        << "the application never started listening";
+    EXPECT_EQ(status().value(u"lastCapture"_s).toString(), QString());
+
+    // Without a tray the menu opens at start; it goes where it covers none of the programs.
+    ASSERT_TRUE(waitFor(
+        [&] {
+            return !xdotool({u"search"_s, u"--onlyvisible"_s, u"--name"_s, u"^Peekwell menu$"_s})
+                        .isEmpty();
+        },
+        10000));
+    xdotool({u"search"_s, u"--onlyvisible"_s, u"--name"_s, u"^Peekwell menu$"_s, u"windowmove"_s,
+             u"--sync"_s, u"900"_s, u"320"_s});
+    longPress();
+    EXPECT_TRUE(waitFor([&] { return status().value(u"forceClicks"_s).toInt() == 1; }, 10000));
+    EXPECT_EQ(status().value(u"lastCapture"_s).toString(),
+              kMousepad.word + u" via range in "_s + kMousepad.app);
+    EXPECT_TRUE(waitFor(panelShown, 10000)) << "no panel after the force click";
+
+    // A click (which also closes the panel) is no force click.
+    xdotool({u"click"_s, u"1"_s});
+    EXPECT_TRUE(waitFor([&] { return !panelShown(); }, 10000));
+    QThread::msleep(1500);
+    EXPECT_EQ(status().value(u"forceClicks"_s).toInt(), 1);
+    EXPECT_FALSE(panelShown());
+
+    // Off in the settings: the press still counts, nothing is read, nothing opens.
+    QSettings(home + u"/.config/peekwell/peekwell.conf"_s, QSettings::IniFormat)
+        .setValue(u"enabled"_s, false);
+    longPress();
+    EXPECT_TRUE(waitFor([&] { return status().value(u"forceClicks"_s).toInt() == 2; }, 10000));
+    EXPECT_EQ(status().value(u"lastCapture"_s).toString(),
+              kMousepad.word + u" via range in "_s + kMousepad.app);
+    EXPECT_FALSE(panelShown());
+
+    app.kill();
+    app.waitForFinished(5000);
 }
 
 } // namespace
