@@ -232,12 +232,10 @@ TEST_F(CaptureEndToEndTest, WithoutABusOrADisplayTheProbeSaysSo)
 }
 
 // The whole path: the desktop application hears a long press through XInput 2, reads the
-// word under it from Mousepad and opens the panel; a short click opens nothing, and switching
-// "enabled" off in the settings takes effect at the next press without a restart.
+// word under it from each program and opens the panel; a short click opens nothing, and
+// switching "enabled" off in the settings takes effect at the next press without a restart.
 TEST_F(CaptureEndToEndTest, AForceClickOnAWordOpensThePanelWithIt)
 {
-    const QPointF point =
-        pointOf(g_desktop->peekwell({u"--probe-word"_s, kMousepad.name, kMousepad.word}).report);
     const QProcessEnvironment env = g_desktop->environment();
     const QString home = env.value(u"HOME"_s);
     const QString statusFile = home + u"/.local/state/peekwell/logs/status.json"_s;
@@ -263,7 +261,7 @@ TEST_F(CaptureEndToEndTest, AForceClickOnAWordOpensThePanelWithIt)
     auto panelShown = [&] {
         return !xdotool({u"search"_s, u"--onlyvisible"_s, u"--name"_s, u"^Peekwell$"_s}).isEmpty();
     };
-    auto longPress = [&] {
+    auto longPress = [&](const QPointF& point) {
         xdotool({u"mousemove"_s, QString::number(qRound(point.x())),
                  QString::number(qRound(point.y())), u"mousedown"_s, u"1"_s, u"sleep"_s, u"0.8"_s,
                  u"mouseup"_s, u"1"_s});
@@ -285,28 +283,39 @@ TEST_F(CaptureEndToEndTest, AForceClickOnAWordOpensThePanelWithIt)
                         .isEmpty();
         },
         10000));
-    xdotool({u"search"_s, u"--onlyvisible"_s, u"--name"_s, u"^Peekwell menu$"_s, u"windowmove"_s,
-             u"--sync"_s, u"900"_s, u"320"_s});
-    longPress();
-    EXPECT_TRUE(waitFor([&] { return status().value(u"forceClicks"_s).toInt() == 1; }, 10000));
-    EXPECT_EQ(status().value(u"lastCapture"_s).toString(),
-              kMousepad.word + u" via range in "_s + kMousepad.app);
-    EXPECT_TRUE(waitFor(panelShown, 10000)) << "no panel after the force click";
+    xdotool({u"search"_s, u"--onlyvisible"_s, u"--name"_s, u"^Peekwell menu$"_s,
+             u"windowminimize"_s, u"--sync"_s});
 
-    // A click (which also closes the panel) is no force click.
-    xdotool({u"click"_s, u"1"_s});
-    EXPECT_TRUE(waitFor([&] { return !panelShown(); }, 10000));
+    int presses = 0;
+    QPointF point;
+    for (const Program& program : {kMousepad, kQt, kChromium}) {
+        SCOPED_TRACE(program.name.toStdString());
+        point =
+            pointOf(g_desktop->peekwell({u"--probe-word"_s, program.name, program.word}).report);
+        longPress(point);
+        ++presses;
+        EXPECT_TRUE(
+            waitFor([&] { return status().value(u"forceClicks"_s).toInt() == presses; }, 10000));
+        EXPECT_EQ(status().value(u"lastCapture"_s).toString(),
+                  program.word + u" via range in "_s + program.app);
+        EXPECT_TRUE(waitFor(panelShown, 10000)) << "no panel after the force click";
+
+        // A click (which also closes the panel) is no force click.
+        xdotool({u"click"_s, u"1"_s});
+        EXPECT_TRUE(waitFor([&] { return !panelShown(); }, 10000));
+    }
     QThread::msleep(1500);
-    EXPECT_EQ(status().value(u"forceClicks"_s).toInt(), 1);
+    EXPECT_EQ(status().value(u"forceClicks"_s).toInt(), presses);
     EXPECT_FALSE(panelShown());
 
     // Off in the settings: the press still counts, nothing is read, nothing opens.
     QSettings(home + u"/.config/peekwell/peekwell.conf"_s, QSettings::IniFormat)
         .setValue(u"enabled"_s, false);
-    longPress();
-    EXPECT_TRUE(waitFor([&] { return status().value(u"forceClicks"_s).toInt() == 2; }, 10000));
-    EXPECT_EQ(status().value(u"lastCapture"_s).toString(),
-              kMousepad.word + u" via range in "_s + kMousepad.app);
+    const QString last = status().value(u"lastCapture"_s).toString();
+    longPress(point);
+    EXPECT_TRUE(
+        waitFor([&] { return status().value(u"forceClicks"_s).toInt() == presses + 1; }, 10000));
+    EXPECT_EQ(status().value(u"lastCapture"_s).toString(), last);
     EXPECT_FALSE(panelShown());
 
     app.kill();
