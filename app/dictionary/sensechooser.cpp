@@ -12,7 +12,8 @@ namespace {
 // Function words, and the words glosses use for their own phrasing ("used", "especially").
 bool isFunctionWord(std::string_view word)
 {
-    static const std::unordered_set<std::string_view> words{
+    // Never destroyed: a lookup still running on the I/O pool when the process ends may read it.
+    static const auto* words = new std::unordered_set<std::string_view>{
         "about",   "above",      "across",    "after",     "again",     "against",   "all",
         "almost",  "along",      "already",   "also",      "although",  "always",    "am",
         "among",   "an",         "and",       "another",   "any",       "anyone",    "anything",
@@ -40,7 +41,7 @@ bool isFunctionWord(std::string_view word)
         "whether", "which",      "while",     "who",       "whom",      "whose",     "why",
         "will",    "with",       "within",    "without",   "would",     "yet",       "you",
         "your",    "yours",      "yourself",  "yourselves"};
-    return word.size() < 2 || words.contains(word);
+    return word.size() < 2 || words->contains(word);
 }
 
 // The distinct words of a text, in lower case: runs of letters.

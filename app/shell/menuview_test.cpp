@@ -245,6 +245,7 @@ TEST(MenuLookupTest, TryALookupOpensThePanelAtThePointer)
     EXPECT_EQ(panels.panel()->geometry(),
               LookupPanelController::frame(QPointF(300, 200)).toAlignedRect());
     panels.close();
+    ioThreadPool().waitForDone(); // the cancelled sources and the status checks end here
 }
 
 } // namespace

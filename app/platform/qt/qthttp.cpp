@@ -186,8 +186,9 @@ HttpResponse run(const HttpRequest& request, const HttpLineHandler* onLine,
 
 Http& Http::shared()
 {
-    static QtHttp instance;
-    return instance;
+    // Never destroyed: a request still running on the I/O pool when the process ends uses it.
+    static QtHttp* instance = new QtHttp;
+    return *instance;
 }
 
 HttpResponse QtHttp::send(const HttpRequest& request, const HttpCancelCheck& isCancelled) const
