@@ -157,8 +157,9 @@ TEST_F(KeyringTest, WithoutAUsableKeyringSetKeyReportsNotStoredAndSaysWhyInOneLi
         const Result result = run(c.program, c.arguments, environment(QByteArray("sk-nowhere")));
         EXPECT_EQ(result.exitCode, 0) << result.err.toStdString();
         EXPECT_EQ(report(result), QJsonObject({{"account", "openai"}, {"stored", false}}));
-        if (c.program == peekwell) // the bus daemon adds its own lines in the other case
+        if (c.program == peekwell) { // the bus daemon adds its own lines in the other case
             EXPECT_EQ(result.err.trimmed().count('\n'), 0) << result.err.toStdString();
+        }
         EXPECT_TRUE(result.err.contains(c.says)) << result.err.toStdString();
         EXPECT_FALSE(result.err.contains("sk-nowhere") || result.out.contains("sk-nowhere"));
     }
