@@ -9,24 +9,12 @@ namespace {
 
 const QString kLauncher = QStringLiteral("/usr/libexec/at-spi-bus-launcher");
 
-void stop(std::unique_ptr<QProcess>& process)
-{
-    if (!process)
-        return;
-    process->terminate();
-    if (!process->waitForFinished(3000)) {
-        process->kill();
-        process->waitForFinished(3000);
-    }
-    process.reset();
-}
-
 } // namespace
 
 A11ySession::~A11ySession()
 {
-    stop(m_launcher);
-    stop(m_bus);
+    stopProcess(m_launcher);
+    stopProcess(m_bus);
 }
 
 bool A11ySession::installed()

@@ -5,9 +5,7 @@
 #include <QStandardPaths>
 #include <QThread>
 
-namespace {
-
-void stop(std::unique_ptr<QProcess>& process)
+void stopProcess(std::unique_ptr<QProcess>& process)
 {
     if (!process)
         return;
@@ -19,12 +17,10 @@ void stop(std::unique_ptr<QProcess>& process)
     process.reset();
 }
 
-} // namespace
-
 XSession::~XSession()
 {
-    stop(m_windowManager);
-    stop(m_server);
+    stopProcess(m_windowManager);
+    stopProcess(m_server);
 }
 
 bool XSession::xvfbInstalled()
@@ -60,7 +56,7 @@ bool XSession::start(QString* error)
         while (!owned() && server->state() == QProcess::Running && !deadline.hasExpired())
             QThread::msleep(20);
         if (server->state() != QProcess::Running || !owned()) {
-            stop(server);
+            stopProcess(server);
             continue;
         }
         m_display = QStringLiteral(":%1").arg(number);
@@ -107,7 +103,7 @@ bool XSession::start(QString* error)
         }
         m_windowManager->waitForFinished(1000);
         output += QString::fromLocal8Bit(m_windowManager->readAll());
-        stop(m_windowManager);
+        stopProcess(m_windowManager);
     }
     *error = QStringLiteral("openbox did not take over display %1: %2").arg(m_display, output);
     return false;

@@ -5,6 +5,9 @@
 #include <QString>
 #include <memory>
 
+// Ends a helper process (terminate, then kill after 3 s) and lets it go; nothing when null.
+void stopProcess(std::unique_ptr<QProcess>& process);
+
 // A private X display for end-to-end tests: Xvfb on a display number that no other server
 // uses, with openbox as its window manager. Both are stopped when the session ends.
 class XSession {
