@@ -1,8 +1,8 @@
-#include "excerpt.h"
+#include "LookupCore/excerpt.h"
 
-#include "graphemes.h"
-#include "textsearch.h"
-#include "unicodetext.h"
+#include "LookupCore/graphemes.h"
+#include "LookupCore/textsearch.h"
+#include "LookupCore/unicodetext.h"
 
 #include <unicode/uchar.h>
 

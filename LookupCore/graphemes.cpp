@@ -1,6 +1,6 @@
-#include "graphemes.h"
+#include "LookupCore/graphemes.h"
 
-#include "unicodetext.h"
+#include "LookupCore/unicodetext.h"
 
 Graphemes::Graphemes(QStringView text)
     : m_text(text), m_alias(text), m_iterator(UnicodeText::characterIterator())

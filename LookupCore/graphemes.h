@@ -1,6 +1,6 @@
 #pragma once
 
-#include "textalias.h"
+#include "LookupCore/textalias.h"
 
 #include <QStringView>
 #include <memory>

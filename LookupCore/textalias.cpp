@@ -1,4 +1,4 @@
-#include "textalias.h"
+#include "LookupCore/textalias.h"
 
 TextAlias::TextAlias(QStringView text)
 {

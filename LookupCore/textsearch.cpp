@@ -1,7 +1,7 @@
-#include "textsearch.h"
+#include "LookupCore/textsearch.h"
 
-#include "graphemes.h"
-#include "unicodetext.h"
+#include "LookupCore/graphemes.h"
+#include "LookupCore/unicodetext.h"
 
 #include <QString>
 #include <algorithm>

@@ -1,4 +1,4 @@
-#include "textspan.h"
+#include "LookupCore/textspan.h"
 
 QJsonObject TextSpan::toJson() const
 {

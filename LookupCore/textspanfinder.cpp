@@ -1,9 +1,9 @@
-#include "textspanfinder.h"
+#include "LookupCore/textspanfinder.h"
 
-#include "excerpt.h"
-#include "textalias.h"
-#include "textwindow.h"
-#include "unicodetext.h"
+#include "LookupCore/excerpt.h"
+#include "LookupCore/textalias.h"
+#include "LookupCore/textwindow.h"
+#include "LookupCore/unicodetext.h"
 
 #include <unicode/ubrk.h>
 #include <unicode/uchar.h>

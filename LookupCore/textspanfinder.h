@@ -1,6 +1,6 @@
 #pragma once
 
-#include "textspan.h"
+#include "LookupCore/textspan.h"
 
 #include <QString>
 #include <optional>

@@ -1,4 +1,4 @@
-#include "textspanfinder.h"
+#include "LookupCore/textspanfinder.h"
 
 #include <QJsonDocument>
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
-#include "textwindow.h"
+#include "LookupCore/textwindow.h"
 
-#include "unicodetext.h"
+#include "LookupCore/unicodetext.h"
 
 #include <unicode/uchar.h>
 #include <unicode/uscript.h>

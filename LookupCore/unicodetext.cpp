@@ -1,4 +1,4 @@
-#include "unicodetext.h"
+#include "LookupCore/unicodetext.h"
 
 #include <unicode/uchar.h>
 

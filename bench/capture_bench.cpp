@@ -4,9 +4,9 @@
 // --force-renderer-accessibility: TextCapture::enableWebAccessibility switches its page on,
 // as the running application does when the browser becomes active. Finding the word
 // breadth-first (ProbeOperations::locate, the word probe's first step) is measured beside it.
-#include "capturedesktop.h"
-#include "probeoperations.h"
-#include "textcapture.h"
+#include "capture/textcapture.h"
+#include "diagnostics/probeoperations.h"
+#include "tests/support/capturedesktop.h"
 
 #include <QCoreApplication>
 #include <QDeadlineTimer>

@@ -1,7 +1,7 @@
 // The Answer tab without a model: a dictionary answer from the query to the item, the choice of
 // the sense over sentences of growing length, and the reader's resident memory.
-#include "appleintelligencebackend.h"
-#include "dictionary.h"
+#include "backends/appleintelligencebackend.h"
+#include "dictionary/dictionary.h"
 
 #include <QCoreApplication>
 #include <QFile>

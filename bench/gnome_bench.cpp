@@ -3,9 +3,9 @@
 // input is quiet, while the pointer moves and while the left button is held still; and how long
 // a press takes from Mutter's input to Peekwell's InputEvents stream (extension + D-Bus hop),
 // after a quiet spell and during motion. Prints a Markdown table.
-#include "gnomeshellextension.h"
-#include "gnomeshellinputevents.h"
-#include "gnomeshellsession.h"
+#include "platform/gnome/gnomeshellextension.h"
+#include "platform/gnome/gnomeshellinputevents.h"
+#include "tests/support/gnomeshellsession.h"
 
 #include <QApplication>
 #include <QDBusMessage>

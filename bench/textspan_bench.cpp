@@ -1,6 +1,6 @@
 // TextSpanFinder over long texts: the word and sentence at the start, middle and end of 1 and
 // 10 million UTF-16 units of prose, and snippets over 1 million.
-#include "textspanfinder.h"
+#include "LookupCore/textspanfinder.h"
 
 #include <QString>
 #include <benchmark/benchmark.h>

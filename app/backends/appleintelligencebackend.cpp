@@ -1,12 +1,13 @@
-#include "appleintelligencebackend.h"
+#include "backends/appleintelligencebackend.h"
 
-#include "backenderror.h"
-#include "dictionary.h"
-#include "dictionaryerror.h"
-#include "generationerror.h"
-#include "http.h"
-#include "llm/session.h"
-#include "systemlanguagemodel.h"
+#include "dictionary/dictionary.h"
+#include "dictionary/dictionaryerror.h"
+#include "lookup/backenderror.h"
+#include "platform/http.h"
+#include "platform/llm/generationerror.h"
+#include "platform/llm/openai/systemlanguagemodel.h"
+#include "platform/llm/session.h"
+#include "settings/pref.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -143,25 +144,24 @@ LookupItem AppleIntelligenceBackend::item(const LookupQuery& query,
 
 LookupStream AppleIntelligenceBackend::lookup(const LookupQuery& query) const
 {
-    return stream(
-        [model = SystemLanguageModel::defaultModel(*m_preferences), query](StreamContext& context) {
-            const Availability availability = model->availability();
-            if (!availability.isAvailable) {
-                const std::optional<LookupItem> answer = dictionaryItem(query, availability.reason);
-                if (!answer)
-                    throw BackendError(availability.reason);
-                context.yield({*answer});
-                return;
-            }
-            const bool withSentence = query.context.has_value();
-            try {
-                run(model, query, withSentence, context);
-            } catch (const GenerationError& error) {
-                if (error.kind() != GenerationError::Kind::GuardrailViolation || !withSentence)
-                    throw;
-                run(model, query, false, context);
-            }
-        });
+    return stream([model = Pref::localModel(*m_preferences), query](StreamContext& context) {
+        const Availability availability = model->availability();
+        if (!availability.isAvailable) {
+            const std::optional<LookupItem> answer = dictionaryItem(query, availability.reason);
+            if (!answer)
+                throw BackendError(availability.reason);
+            context.yield({*answer});
+            return;
+        }
+        const bool withSentence = query.context.has_value();
+        try {
+            run(model, query, withSentence, context);
+        } catch (const GenerationError& error) {
+            if (error.kind() != GenerationError::Kind::GuardrailViolation || !withSentence)
+                throw;
+            run(model, query, false, context);
+        }
+    });
 }
 
 QFuture<void> AppleIntelligenceBackend::prewarm(const Preferences& preferences)
@@ -179,5 +179,5 @@ QFuture<void> AppleIntelligenceBackend::prewarm(const Preferences& preferences)
                 qCInfo(lcAnswer) << "prewarm failed:" << error.what();
             }
         },
-        SystemLanguageModel::defaultModel(preferences));
+        Pref::localModel(preferences));
 }

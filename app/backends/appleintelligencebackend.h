@@ -1,8 +1,8 @@
 #pragma once
 
-#include "gloss.h"
-#include "lookupbackend.h"
-#include "preferences.h"
+#include "backends/gloss.h"
+#include "lookup/lookupbackend.h"
+#include "platform/preferences.h"
 
 #include <QFuture>
 

@@ -1,8 +1,8 @@
-#include "appleintelligencebackend.h"
-#include "backenderror.h"
-#include "chatcompletionsserver.h"
-#include "generationerror.h"
-#include "preferences.h"
+#include "backends/appleintelligencebackend.h"
+#include "lookup/backenderror.h"
+#include "platform/llm/generationerror.h"
+#include "platform/preferences.h"
+#include "tests/support/chatcompletionsserver.h"
 
 #include <QDir>
 #include <QFile>

@@ -1,22 +1,24 @@
-#include "backends.h"
+#include "backends/backends.h"
 
-#include "appleintelligencebackend.h"
-#include "chatsbackend.h"
-#include "preferences.h"
-#include "recallbackend.h"
-#include "recallmodel.h"
-#include "shelfwisebackend.h"
-#include "wikipediabackend.h"
+#include "settings/pref.h"
+
+#include "backends/appleintelligencebackend.h"
+#include "backends/chatsbackend.h"
+#include "backends/recallbackend.h"
+#include "backends/shelfwisebackend.h"
+#include "backends/wikipediabackend.h"
+#include "platform/preferences.h"
+#include "recall/recallmodel.h"
 
 namespace {
 
 // The library's address as the user wrote it (its messages quote it so), when it is valid.
 std::optional<QString> shelfwiseText(const Preferences& preferences)
 {
-    if (!preferences.boolValue(QStringLiteral("backend.shelfwise")))
+    if (!preferences.boolValue(Pref::libraryOn))
         return std::nullopt;
-    const QString text = preferences.stringValue(QStringLiteral("backend.shelfwise.url"))
-                             .value_or(Backends::defaultShelfwiseURL);
+    const QString text =
+        preferences.stringValue(Pref::libraryURL).value_or(Backends::defaultShelfwiseURL);
     const QUrl url(text, QUrl::StrictMode);
     if (!url.isValid() || url.scheme().isEmpty() || url.host().isEmpty())
         return std::nullopt;
@@ -36,26 +38,24 @@ std::optional<QUrl> shelfwiseURL(const Preferences& preferences)
 
 BackendList enabled(const Preferences& preferences)
 {
-    const auto on = [&](const char* key) {
-        return preferences.boolValue(QString::fromLatin1(key));
-    };
+    const auto on = [&](const QString& key) { return preferences.boolValue(key); };
     const std::optional<QString> libraryText = shelfwiseText(preferences);
     const std::optional<QUrl> library = shelfwiseURL(preferences);
 
     BackendList sources;
-    if (on("backend.apple")) {
+    if (on(Pref::answerOn)) {
         sources.append(std::make_shared<AppleIntelligenceBackend>(
             BackendInfo{QStringLiteral("apple"), QStringLiteral("Answer"),
                         QStringLiteral("sparkles"), 20},
             preferences));
     }
-    if (on("backend.recall")) {
+    if (on(Pref::recallOn)) {
         sources.append(std::make_shared<RecallBackend>(
             BackendInfo{QStringLiteral("recall"), QStringLiteral("Recall"),
                         QStringLiteral("brain.head.profile"), 45},
             RecallModel::current(preferences), library, preferences));
     }
-    if (on("backend.chats")) {
+    if (on(Pref::chatsOn)) {
         sources.append(std::make_shared<ChatsBackend>(
             BackendInfo{QStringLiteral("chats"), QStringLiteral("Chats"),
                         QStringLiteral("bubble.left.and.text.bubble.right"), 4}));
@@ -66,7 +66,7 @@ BackendList enabled(const Preferences& preferences)
                         QStringLiteral("books.vertical"), 5},
             *libraryText));
     }
-    if (on("backend.wikipedia")) {
+    if (on(Pref::wikipediaOn)) {
         sources.append(std::make_shared<WikipediaBackend>(BackendInfo{QStringLiteral("wikipedia"),
                                                                       QStringLiteral("Wikipedia"),
                                                                       QStringLiteral("globe"), 6},

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "lookupbackend.h"
+#include "lookup/lookupbackend.h"
 
 #include <QUrl>
 #include <optional>

@@ -1,12 +1,12 @@
-#include "appleintelligencebackend.h"
-#include "backends.h"
-#include "chatsbackend.h"
-#include "pref.h"
-#include "preferences.h"
-#include "recallbackend.h"
-#include "shelfwisebackend.h"
-#include "temphome.h"
-#include "wikipediabackend.h"
+#include "backends/appleintelligencebackend.h"
+#include "backends/backends.h"
+#include "backends/chatsbackend.h"
+#include "backends/recallbackend.h"
+#include "backends/shelfwisebackend.h"
+#include "backends/wikipediabackend.h"
+#include "platform/preferences.h"
+#include "settings/pref.h"
+#include "tests/support/temphome.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
-#include "chatsbackend.h"
+#include "backends/chatsbackend.h"
 
-#include "backenderror.h"
-#include "copylink.h"
+#include "lookup/backenderror.h"
+#include "lookup/copylink.h"
 
 #include <QDir>
 #include <QFileInfo>

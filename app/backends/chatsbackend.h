@@ -1,7 +1,7 @@
 #pragma once
 
-#include "chatindex.h"
-#include "lookupbackend.h"
+#include "chats/chatindex.h"
+#include "lookup/lookupbackend.h"
 
 #include <QDateTime>
 #include <optional>

@@ -1,7 +1,7 @@
-#include "backenderror.h"
-#include "chatsbackend.h"
-#include "copylink.h"
-#include "temphome.h"
+#include "backends/chatsbackend.h"
+#include "lookup/backenderror.h"
+#include "lookup/copylink.h"
+#include "tests/support/temphome.h"
 
 #include <QSet>
 #include <gtest/gtest.h>

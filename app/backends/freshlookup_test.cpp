@@ -1,11 +1,11 @@
-#include "backends.h"
-#include "chatindex.h"
-#include "httptestserver.h"
-#include "lookupmodel.h"
-#include "memorysecretstore.h"
-#include "pref.h"
-#include "preferences.h"
-#include "temphome.h"
+#include "backends/backends.h"
+#include "chats/chatindex.h"
+#include "lookup/lookupmodel.h"
+#include "platform/preferences.h"
+#include "platform/secret/memorysecretstore.h"
+#include "settings/pref.h"
+#include "tests/support/httptestserver.h"
+#include "tests/support/temphome.h"
 
 #include <QJsonArray>
 #include <gtest/gtest.h>

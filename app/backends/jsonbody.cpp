@@ -1,6 +1,6 @@
-#include "jsonbody.h"
+#include "backends/jsonbody.h"
 
-#include "backenderror.h"
+#include "lookup/backenderror.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>

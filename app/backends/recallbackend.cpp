@@ -1,9 +1,9 @@
-#include "recallbackend.h"
+#include "backends/recallbackend.h"
 
-#include "backenderror.h"
-#include "searchchatstool.h"
-#include "searchlibrarytool.h"
-#include "sourcesink.h"
+#include "backends/searchchatstool.h"
+#include "backends/searchlibrarytool.h"
+#include "backends/sourcesink.h"
+#include "lookup/backenderror.h"
 
 namespace {
 

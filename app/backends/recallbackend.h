@@ -1,9 +1,9 @@
 #pragma once
 
-#include "chatindex.h"
-#include "lookupbackend.h"
-#include "preferences.h"
-#include "recallmodel.h"
+#include "chats/chatindex.h"
+#include "lookup/lookupbackend.h"
+#include "platform/preferences.h"
+#include "recall/recallmodel.h"
 
 #include <QUrl>
 #include <optional>

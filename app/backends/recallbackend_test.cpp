@@ -1,13 +1,13 @@
-#include "chatcompletionsserver.h"
-#include "chatindex.h"
-#include "chatsbackend.h"
-#include "eventwait.h"
-#include "memorysecretstore.h"
-#include "preferences.h"
-#include "recallbackend.h"
-#include "scopedenvironment.h"
-#include "searchchatstool.h"
-#include "temphome.h"
+#include "backends/chatsbackend.h"
+#include "backends/recallbackend.h"
+#include "backends/searchchatstool.h"
+#include "chats/chatindex.h"
+#include "platform/preferences.h"
+#include "platform/secret/memorysecretstore.h"
+#include "tests/support/chatcompletionsserver.h"
+#include "tests/support/eventwait.h"
+#include "tests/support/scopedenvironment.h"
+#include "tests/support/temphome.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>

@@ -1,8 +1,8 @@
-#include "searchchatstool.h"
+#include "backends/searchchatstool.h"
 
-#include "chatsbackend.h"
-#include "graphemes.h"
-#include "searcharguments.h"
+#include "LookupCore/graphemes.h"
+#include "backends/chatsbackend.h"
+#include "recall/searcharguments.h"
 
 namespace {
 

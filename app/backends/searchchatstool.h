@@ -1,8 +1,8 @@
 #pragma once
 
-#include "chatindex.h"
-#include "sourcesink.h"
-#include "tool.h"
+#include "backends/sourcesink.h"
+#include "chats/chatindex.h"
+#include "platform/llm/tool.h"
 
 #include <memory>
 

@@ -1,7 +1,7 @@
-#include "searchlibrarytool.h"
+#include "backends/searchlibrarytool.h"
 
-#include "searcharguments.h"
-#include "shelfwisebackend.h"
+#include "backends/shelfwisebackend.h"
+#include "recall/searcharguments.h"
 
 #include <QLoggingCategory>
 

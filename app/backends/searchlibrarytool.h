@@ -1,7 +1,7 @@
 #pragma once
 
-#include "sourcesink.h"
-#include "tool.h"
+#include "backends/sourcesink.h"
+#include "platform/llm/tool.h"
 
 #include <QUrl>
 #include <memory>

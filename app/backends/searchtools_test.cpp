@@ -1,5 +1,5 @@
-#include "searchchatstool.h"
-#include "searchlibrarytool.h"
+#include "backends/searchchatstool.h"
+#include "backends/searchlibrarytool.h"
 
 #include <gtest/gtest.h>
 

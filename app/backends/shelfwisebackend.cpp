@@ -1,8 +1,8 @@
-#include "shelfwisebackend.h"
+#include "backends/shelfwisebackend.h"
 
-#include "backenderror.h"
-#include "jsonbody.h"
-#include "textspanfinder.h"
+#include "LookupCore/textspanfinder.h"
+#include "backends/jsonbody.h"
+#include "lookup/backenderror.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "http.h"
-#include "lookupbackend.h"
+#include "lookup/lookupbackend.h"
+#include "platform/http.h"
 
 #include <QJsonObject>
 #include <QUrl>

@@ -1,10 +1,10 @@
-#include "backenderror.h"
-#include "eventwait.h"
-#include "http.h"
-#include "httptestserver.h"
-#include "jsonbody.h"
-#include "shelfwisebackend.h"
-#include "textspanfinder.h"
+#include "LookupCore/textspanfinder.h"
+#include "backends/jsonbody.h"
+#include "backends/shelfwisebackend.h"
+#include "lookup/backenderror.h"
+#include "platform/http.h"
+#include "tests/support/eventwait.h"
+#include "tests/support/httptestserver.h"
 
 #include <QJsonArray>
 #include <gtest/gtest.h>

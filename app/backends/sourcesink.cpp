@@ -1,4 +1,4 @@
-#include "sourcesink.h"
+#include "backends/sourcesink.h"
 
 #include <algorithm>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "lookupitem.h"
+#include "lookup/lookupitem.h"
 
 #include <mutex>
 

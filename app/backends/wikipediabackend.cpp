@@ -1,12 +1,13 @@
-#include "wikipediabackend.h"
+#include "backends/wikipediabackend.h"
 
-#include "backenderror.h"
-#include "jsonbody.h"
-#include "preferences.h"
+#include "settings/pref.h"
+
+#include "backends/jsonbody.h"
+#include "lookup/backenderror.h"
+#include "platform/preferences.h"
 
 namespace {
 
-const QString kUrlKey = QStringLiteral("backend.wikipedia.url");
 const QString kDefaultBase = QStringLiteral("https://en.wikipedia.org");
 const QByteArray kUserAgent = "Peekwell/0.1 (personal Linux lookup tool)";
 
@@ -91,7 +92,7 @@ LookupItems WikipediaBackend::fetch(const QString& base, const QString& term, do
 
 LookupStream WikipediaBackend::lookup(const LookupQuery& query) const
 {
-    const QString base = m_preferences->stringValue(kUrlKey).value_or(kDefaultBase);
+    const QString base = m_preferences->stringValue(Pref::wikipediaURL).value_or(kDefaultBase);
     return stream([base, term = query.term, timeout = timeout()](StreamContext& context) {
         const LookupItems items =
             fetch(base, term, timeout, [&context] { return context.isCanceled(); });

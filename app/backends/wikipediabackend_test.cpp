@@ -1,10 +1,10 @@
-#include "backenderror.h"
-#include "eventwait.h"
-#include "http.h"
-#include "httptestserver.h"
-#include "jsonbody.h"
-#include "preferences.h"
-#include "wikipediabackend.h"
+#include "backends/jsonbody.h"
+#include "backends/wikipediabackend.h"
+#include "lookup/backenderror.h"
+#include "platform/http.h"
+#include "platform/preferences.h"
+#include "tests/support/eventwait.h"
+#include "tests/support/httptestserver.h"
 
 #include <QJsonArray>
 #include <QTemporaryDir>

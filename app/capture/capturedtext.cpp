@@ -1,4 +1,4 @@
-#include "capturedtext.h"
+#include "capture/capturedtext.h"
 
 QJsonObject CapturedText::toJson() const
 {

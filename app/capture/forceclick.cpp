@@ -1,7 +1,9 @@
-#include "forceclick.h"
+#include "capture/forceclick.h"
 
-#include "preferences.h"
-#include "textcapture.h"
+#include "settings/pref.h"
+
+#include "capture/textcapture.h"
+#include "platform/preferences.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
@@ -88,7 +90,7 @@ bool handle(const InputEvent& event)
         return s.swallowingThisPress;
     s.handledThisPress = true;
     ++s.forceClicks;
-    if (!preferences().boolValue(QStringLiteral("enabled")))
+    if (!preferences().boolValue(Pref::enabled))
         return false;
 
     QElapsedTimer clock;
@@ -102,7 +104,7 @@ bool handle(const InputEvent& event)
     }
     s.lastCapture = captured->span.word + QStringLiteral(" via ") + captured->method +
                     QStringLiteral(" in ") + captured->app.value_or(QStringLiteral("?"));
-    s.swallowingThisPress = preferences().boolValue(QStringLiteral("replaceLookUp"));
+    s.swallowingThisPress = preferences().boolValue(Pref::replaceLookUp);
     // After the verdict has gone back to the source; the handler set at that time runs.
     const CapturedText text = *captured;
     const QPointF point = event.target.screen;

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "capturedtext.h"
-#include "inputevents.h"
+#include "capture/capturedtext.h"
+#include "platform/inputevents.h"
 
 #include <QPointF>
 #include <QString>

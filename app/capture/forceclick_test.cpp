@@ -1,7 +1,7 @@
-#include "forceclick.h"
-#include "pref.h"
-#include "preferences.h"
-#include "scriptedinputevents.h"
+#include "capture/forceclick.h"
+#include "platform/fake/scriptedinputevents.h"
+#include "platform/preferences.h"
+#include "settings/pref.h"
 
 #include <QCoreApplication>
 #include <QTemporaryDir>

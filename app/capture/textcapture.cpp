@@ -1,10 +1,10 @@
-#include "textcapture.h"
+#include "capture/textcapture.h"
 
-#include "accessibility.h"
-#include "graphemes.h"
-#include "textalias.h"
-#include "textspanfinder.h"
-#include "unicodetext.h"
+#include "LookupCore/graphemes.h"
+#include "LookupCore/textalias.h"
+#include "LookupCore/textspanfinder.h"
+#include "LookupCore/unicodetext.h"
+#include "platform/accessibility.h"
 
 #include <QCoreApplication>
 #include <QDir>

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "capturedtext.h"
-#include "pointertarget.h"
-#include "runningapplication.h"
+#include "capture/capturedtext.h"
+#include "platform/pointertarget.h"
+#include "platform/runningapplication.h"
 
 #include <QString>
 #include <optional>

@@ -1,6 +1,6 @@
 // The four capture strategies against a scripted accessibility tree.
-#include "scriptedaccessibility.h"
-#include "textcapture.h"
+#include "capture/textcapture.h"
+#include "platform/fake/scriptedaccessibility.h"
 
 #include <QCoreApplication>
 #include <QDir>

@@ -1,9 +1,9 @@
-#include "chatindex.h"
+#include "chats/chatindex.h"
 
-#include "sqliteconnection.h"
-#include "sqlitestatement.h"
-#include "transcriptparser.h"
-#include "xdgpaths.h"
+#include "chats/sqliteconnection.h"
+#include "chats/sqlitestatement.h"
+#include "chats/transcriptparser.h"
+#include "platform/xdgpaths.h"
 
 #include <QDir>
 #include <QElapsedTimer>

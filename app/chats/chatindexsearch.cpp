@@ -1,8 +1,8 @@
 // ChatIndex: searching.
-#include "chatindex.h"
+#include "chats/chatindex.h"
 
-#include "sqliteconnection.h"
-#include "sqlitestatement.h"
+#include "chats/sqliteconnection.h"
+#include "chats/sqlitestatement.h"
 
 #include <QSet>
 #include <unicode/brkiter.h>

@@ -1,5 +1,5 @@
-#include "chatindex.h"
-#include "temphome.h"
+#include "chats/chatindex.h"
+#include "tests/support/temphome.h"
 
 #include <QFile>
 #include <QSet>

@@ -1,6 +1,6 @@
-#include "sqliteconnection.h"
+#include "chats/sqliteconnection.h"
 
-#include "sqlitestatement.h"
+#include "chats/sqlitestatement.h"
 
 #include <QFile>
 #include <sqlite3.h>

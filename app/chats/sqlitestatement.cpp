@@ -1,6 +1,6 @@
-#include "sqlitestatement.h"
+#include "chats/sqlitestatement.h"
 
-#include "sqliteconnection.h"
+#include "chats/sqliteconnection.h"
 
 #include <sqlite3.h>
 

@@ -1,4 +1,4 @@
-#include "transcriptparser.h"
+#include "chats/transcriptparser.h"
 
 #include <simdjson.h>
 #include <unicode/brkiter.h>

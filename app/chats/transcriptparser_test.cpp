@@ -1,4 +1,4 @@
-#include "transcriptparser.h"
+#include "chats/transcriptparser.h"
 
 #include <gtest/gtest.h>
 #include <string>

@@ -1,4 +1,4 @@
-#include "arguments.h"
+#include "diagnostics/arguments.h"
 
 #include <charconv>
 #include <cmath>

@@ -1,5 +1,5 @@
-#include "arguments.h"
-#include "commalocale.h"
+#include "diagnostics/arguments.h"
+#include "tests/support/commalocale.h"
 
 #include <gtest/gtest.h>
 

@@ -1,14 +1,14 @@
-#include "diagnostics.h"
+#include "diagnostics/diagnostics.h"
 
-#include "arguments.h"
-#include "eventwatch.h"
-#include "indexoperations.h"
-#include "keyoperation.h"
-#include "lookupoperations.h"
-#include "preferences.h"
-#include "probeoperations.h"
-#include "settingsoperations.h"
-#include "xdgpaths.h"
+#include "diagnostics/arguments.h"
+#include "diagnostics/eventwatch.h"
+#include "diagnostics/indexoperations.h"
+#include "diagnostics/keyoperation.h"
+#include "diagnostics/lookupoperations.h"
+#include "diagnostics/probeoperations.h"
+#include "diagnostics/settingsoperations.h"
+#include "platform/preferences.h"
+#include "platform/xdgpaths.h"
 
 #include <QCoreApplication>
 #include <QDir>

@@ -1,5 +1,5 @@
-#include "diagnostics.h"
-#include "temphome.h"
+#include "diagnostics/diagnostics.h"
+#include "tests/support/temphome.h"
 
 #include <QDir>
 #include <QFile>

@@ -1,10 +1,10 @@
-#include "eventwatch.h"
+#include "diagnostics/eventwatch.h"
 
-#include "arguments.h"
-#include "desktopsession.h"
-#include "inputevents.h"
-#include "textcapture.h"
-#include "watchlog.h"
+#include "capture/textcapture.h"
+#include "diagnostics/arguments.h"
+#include "diagnostics/watchlog.h"
+#include "platform/desktopsession.h"
+#include "platform/inputevents.h"
 
 #include <QCoreApplication>
 #include <QSocketNotifier>

@@ -1,7 +1,7 @@
-#include "indexoperations.h"
+#include "diagnostics/indexoperations.h"
 
-#include "arguments.h"
-#include "chatsbackend.h"
+#include "backends/chatsbackend.h"
+#include "diagnostics/arguments.h"
 
 #include <QElapsedTimer>
 #include <QJsonArray>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "chatindex.h"
-#include "diagnostics.h"
+#include "chats/chatindex.h"
+#include "diagnostics/diagnostics.h"
 
 #include <QJsonObject>
 

@@ -1,4 +1,4 @@
-#include "indexoperations.h"
+#include "diagnostics/indexoperations.h"
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,8 @@
-#include "keyoperation.h"
+#include "diagnostics/keyoperation.h"
 
-#include "arguments.h"
-#include "keychain.h"
-#include "secretstore.h"
+#include "diagnostics/arguments.h"
+#include "platform/secretstore.h"
+#include "recall/keychain.h"
 
 #include <cstdio>
 

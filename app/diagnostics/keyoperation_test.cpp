@@ -1,6 +1,6 @@
-#include "keyoperation.h"
-#include "memorysecretstore.h"
-#include "scopedenvironment.h"
+#include "diagnostics/keyoperation.h"
+#include "platform/secret/memorysecretstore.h"
+#include "tests/support/scopedenvironment.h"
 
 #include <gtest/gtest.h>
 

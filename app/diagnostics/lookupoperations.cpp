@@ -1,12 +1,12 @@
-#include "lookupoperations.h"
+#include "diagnostics/lookupoperations.h"
 
-#include "backends.h"
+#include "backends/backends.h"
 
-#include "arguments.h"
-#include "lookuppanel.h"
-#include "lookuppanelcontroller.h"
-#include "lookupview.h"
-#include "preferences.h"
+#include "diagnostics/arguments.h"
+#include "panel/lookuppanel.h"
+#include "panel/lookuppanelcontroller.h"
+#include "panel/lookupview.h"
+#include "platform/preferences.h"
 
 #include <QCursor>
 #include <QGuiApplication>

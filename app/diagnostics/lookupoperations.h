@@ -1,7 +1,7 @@
 #pragma once
 
-#include "diagnostics.h"
-#include "lookupbackend.h"
+#include "diagnostics/diagnostics.h"
+#include "lookup/lookupbackend.h"
 
 #include <QRectF>
 #include <functional>

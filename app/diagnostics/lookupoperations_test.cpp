@@ -1,4 +1,4 @@
-#include "lookupoperations.h"
+#include "diagnostics/lookupoperations.h"
 
 #include <gtest/gtest.h>
 

@@ -1,11 +1,11 @@
-#include "probeoperations.h"
+#include "diagnostics/probeoperations.h"
 
-#include "accessibility.h"
-#include "arguments.h"
-#include "graphemes.h"
-#include "textcapture.h"
-#include "textsearch.h"
-#include "x11windows.h"
+#include "LookupCore/graphemes.h"
+#include "LookupCore/textsearch.h"
+#include "capture/textcapture.h"
+#include "diagnostics/arguments.h"
+#include "platform/accessibility.h"
+#include "platform/x11/x11windows.h"
 
 #include <QElapsedTimer>
 #include <QJsonArray>

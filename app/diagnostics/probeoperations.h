@@ -1,6 +1,6 @@
 #pragma once
 
-#include "diagnostics.h"
+#include "diagnostics/diagnostics.h"
 
 #include <QPointF>
 #include <QString>

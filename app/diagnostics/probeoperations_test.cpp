@@ -1,5 +1,5 @@
-#include "probeoperations.h"
-#include "scriptedaccessibility.h"
+#include "diagnostics/probeoperations.h"
+#include "platform/fake/scriptedaccessibility.h"
 
 #include <gtest/gtest.h>
 

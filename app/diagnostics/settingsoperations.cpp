@@ -1,9 +1,9 @@
-#include "settingsoperations.h"
+#include "diagnostics/settingsoperations.h"
 
-#include "arguments.h"
-#include "pref.h"
-#include "preferences.h"
-#include "recallmodel.h"
+#include "diagnostics/arguments.h"
+#include "platform/preferences.h"
+#include "recall/recallmodel.h"
+#include "settings/pref.h"
 
 namespace SettingsOperations {
 
@@ -21,26 +21,24 @@ Diagnostics::Outcome store(const Arguments& arguments, const QString& option, co
 
 Diagnostics::Outcome setShelfwiseUrl(const Arguments& arguments, Preferences& preferences)
 {
-    return store(arguments, QStringLiteral("--sw-url"), QStringLiteral("backend.shelfwise.url"),
-                 preferences);
+    return store(arguments, QStringLiteral("--sw-url"), Pref::libraryURL, preferences);
 }
 
 Diagnostics::Outcome setRecallModel(const Arguments& arguments, Preferences& preferences)
 {
-    return store(arguments, QStringLiteral("--recall-model"), QStringLiteral("recall.model"),
-                 preferences);
+    return store(arguments, QStringLiteral("--recall-model"), Pref::recallModel, preferences);
 }
 
 Diagnostics::Outcome setModelName(const Arguments& arguments, Preferences& preferences)
 {
     return store(arguments, QStringLiteral("--model-name"),
-                 Pref::modelName(RecallModel::current(preferences)), preferences);
+                 Pref::modelName(RecallModel::current(preferences).rawValue()), preferences);
 }
 
 Diagnostics::Outcome setCustomBaseUrl(const Arguments& arguments, Preferences& preferences)
 {
-    return store(arguments, QStringLiteral("--custom-base-url"),
-                 QStringLiteral("recall.custom.baseURL"), preferences);
+    return store(arguments, QStringLiteral("--custom-base-url"), Pref::recallCustomBaseURL,
+                 preferences);
 }
 
 } // namespace SettingsOperations

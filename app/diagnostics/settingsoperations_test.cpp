@@ -1,7 +1,7 @@
-#include "arguments.h"
-#include "pref.h"
-#include "preferences.h"
-#include "settingsoperations.h"
+#include "diagnostics/arguments.h"
+#include "diagnostics/settingsoperations.h"
+#include "platform/preferences.h"
+#include "settings/pref.h"
 
 #include <QTemporaryDir>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "watchlog.h"
+#include "diagnostics/watchlog.h"
 
 #include <QSaveFile>
 

@@ -1,6 +1,6 @@
-#include "datafile.h"
+#include "dictionary/datafile.h"
 
-#include "dictionaryerror.h"
+#include "dictionary/dictionaryerror.h"
 
 #include <QFile>
 #include <cerrno>

@@ -1,7 +1,7 @@
-#include "dictionary.h"
+#include "dictionary/dictionary.h"
 
-#include "morphy.h"
-#include "sensechooser.h"
+#include "dictionary/morphy.h"
+#include "dictionary/sensechooser.h"
 
 #include <algorithm>
 #include <numeric>

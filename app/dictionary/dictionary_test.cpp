@@ -1,6 +1,6 @@
 // Against the WordNet files Debian's wordnet-base installs.
-#include "dictionary.h"
-#include "morphy.h"
+#include "dictionary/dictionary.h"
+#include "dictionary/morphy.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
-#include "mappedfile.h"
+#include "dictionary/mappedfile.h"
 
-#include "dictionaryerror.h"
+#include "dictionary/dictionaryerror.h"
 
 #include <QFile>
 #include <cerrno>

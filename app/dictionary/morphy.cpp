@@ -1,4 +1,4 @@
-#include "morphy.h"
+#include "dictionary/morphy.h"
 
 #include <QString>
 #include <algorithm>

@@ -1,6 +1,6 @@
-#include "sensechooser.h"
+#include "dictionary/sensechooser.h"
 
-#include "morphy.h"
+#include "dictionary/morphy.h"
 
 #include <QString>
 #include <algorithm>

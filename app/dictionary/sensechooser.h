@@ -1,6 +1,6 @@
 #pragma once
 
-#include "wordnet.h"
+#include "dictionary/wordnet.h"
 
 #include <QStringView>
 #include <cstdint>

@@ -1,4 +1,4 @@
-#include "dictionary.h"
+#include "dictionary/dictionary.h"
 
 #include <gtest/gtest.h>
 #include <iostream>

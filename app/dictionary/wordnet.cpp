@@ -1,6 +1,6 @@
-#include "wordnet.h"
+#include "dictionary/wordnet.h"
 
-#include "dictionaryerror.h"
+#include "dictionary/dictionaryerror.h"
 
 #include <charconv>
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "datafile.h"
-#include "mappedfile.h"
+#include "dictionary/datafile.h"
+#include "dictionary/mappedfile.h"
 
 #include <QString>
 #include <array>

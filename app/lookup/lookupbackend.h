@@ -1,7 +1,7 @@
 #pragma once
 
-#include "lookupquery.h"
-#include "lookupstream.h"
+#include "lookup/lookupquery.h"
+#include "lookup/lookupstream.h"
 
 #include <QString>
 #include <memory>

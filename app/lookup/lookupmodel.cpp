@@ -1,6 +1,6 @@
-#include "lookupmodel.h"
+#include "lookup/lookupmodel.h"
 
-#include "backenderror.h"
+#include "lookup/backenderror.h"
 
 #include <QCoreApplication>
 #include <QDeadlineTimer>

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "lookupbackend.h"
-#include "lookupitem.h"
-#include "lookupquery.h"
+#include "lookup/lookupbackend.h"
+#include "lookup/lookupitem.h"
+#include "lookup/lookupquery.h"
 
 #include <QElapsedTimer>
 #include <QJsonObject>

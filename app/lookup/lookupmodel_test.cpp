@@ -1,6 +1,6 @@
-#include "eventwait.h"
-#include "lookupmodel.h"
-#include "scriptedbackend.h"
+#include "lookup/lookupmodel.h"
+#include "tests/support/eventwait.h"
+#include "tests/support/scriptedbackend.h"
 
 #include <QElapsedTimer>
 #include <QJsonArray>

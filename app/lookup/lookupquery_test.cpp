@@ -1,4 +1,4 @@
-#include "lookupquery.h"
+#include "lookup/lookupquery.h"
 
 #include <QJsonDocument>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "lookupstream.h"
+#include "lookup/lookupstream.h"
 
 #include <QThread>
 #include <QThreadPool>

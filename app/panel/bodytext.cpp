@@ -1,4 +1,4 @@
-#include "bodytext.h"
+#include "panel/bodytext.h"
 
 #include <QAbstractTextDocumentLayout>
 #include <QApplication>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "highlighted.h"
-#include "panelstyle.h"
+#include "panel/highlighted.h"
+#include "panel/panelstyle.h"
 
 #include <QTextEdit>
 

@@ -1,4 +1,4 @@
-#include "highlighted.h"
+#include "panel/highlighted.h"
 
 #include <memory>
 #include <unicode/coll.h>

@@ -1,8 +1,8 @@
-#include "itemrow.h"
+#include "panel/itemrow.h"
 
-#include "bodytext.h"
-#include "symbolicon.h"
-#include "textlines.h"
+#include "panel/bodytext.h"
+#include "panel/symbolicon.h"
+#include "panel/textlines.h"
 
 #include <QMouseEvent>
 #include <QPainter>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "lookupitem.h"
-#include "panelstyle.h"
+#include "lookup/lookupitem.h"
+#include "panel/panelstyle.h"
 
 #include <QUrl>
 #include <QWidget>

@@ -1,6 +1,6 @@
-#include "lookuppanel.h"
+#include "panel/lookuppanel.h"
 
-#include "x11desktop.h"
+#include "platform/x11/x11desktop.h"
 
 #include <QKeyEvent>
 #include <QPainter>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "lookupview.h"
+#include "panel/lookupview.h"
 
 #include <QWidget>
 

@@ -1,8 +1,8 @@
-#include "lookuppanelcontroller.h"
+#include "panel/lookuppanelcontroller.h"
 
-#include "copylink.h"
-#include "inputevents.h"
-#include "lookuppanel.h"
+#include "lookup/copylink.h"
+#include "panel/lookuppanel.h"
+#include "platform/inputevents.h"
 
 #include <QApplication>
 #include <QClipboard>

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "inputevents.h"
-#include "lookupbackend.h"
-#include "lookupmodel.h"
-#include "lookupquery.h"
+#include "lookup/lookupbackend.h"
+#include "lookup/lookupmodel.h"
+#include "lookup/lookupquery.h"
+#include "platform/inputevents.h"
 
 #include <QObject>
 #include <QPointF>

@@ -1,7 +1,7 @@
-#include "eventwait.h"
-#include "lookuppanel.h"
-#include "lookuppanelcontroller.h"
-#include "scriptedbackend.h"
+#include "panel/lookuppanel.h"
+#include "panel/lookuppanelcontroller.h"
+#include "tests/support/eventwait.h"
+#include "tests/support/scriptedbackend.h"
 
 #include <QClipboard>
 #include <QDesktopServices>

@@ -1,12 +1,12 @@
-#include "lookupview.h"
+#include "panel/lookupview.h"
 
-#include "highlighted.h"
-#include "itemrow.h"
-#include "spinner.h"
-#include "symbolicon.h"
-#include "tabbutton.h"
-#include "textblock.h"
-#include "textlines.h"
+#include "panel/highlighted.h"
+#include "panel/itemrow.h"
+#include "panel/spinner.h"
+#include "panel/symbolicon.h"
+#include "panel/tabbutton.h"
+#include "panel/textblock.h"
+#include "panel/textlines.h"
 
 #include <QCoreApplication>
 #include <QEvent>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "lookupmodel.h"
-#include "panelstyle.h"
+#include "lookup/lookupmodel.h"
+#include "panel/panelstyle.h"
 
 #include <QHash>
 #include <QImage>

@@ -1,9 +1,9 @@
-#include "bodytext.h"
-#include "eventwait.h"
-#include "itemrow.h"
-#include "lookupview.h"
-#include "scriptedbackend.h"
-#include "tabbutton.h"
+#include "panel/bodytext.h"
+#include "panel/itemrow.h"
+#include "panel/lookupview.h"
+#include "panel/tabbutton.h"
+#include "tests/support/eventwait.h"
+#include "tests/support/scriptedbackend.h"
 
 #include <QElapsedTimer>
 #include <QScrollArea>

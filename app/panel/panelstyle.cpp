@@ -1,4 +1,4 @@
-#include "panelstyle.h"
+#include "panel/panelstyle.h"
 
 #include <QApplication>
 #include <QDir>

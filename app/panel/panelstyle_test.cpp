@@ -1,6 +1,6 @@
-#include "panelstyle.h"
-#include "scopedenvironment.h"
-#include "temphome.h"
+#include "panel/panelstyle.h"
+#include "tests/support/scopedenvironment.h"
+#include "tests/support/temphome.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "spinner.h"
+#include "panel/spinner.h"
 
 #include <QElapsedTimer>
 #include <QMetaMethod>

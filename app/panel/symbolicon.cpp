@@ -1,4 +1,4 @@
-#include "symbolicon.h"
+#include "panel/symbolicon.h"
 
 #include <QFile>
 #include <QPainter>

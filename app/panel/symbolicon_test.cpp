@@ -1,4 +1,4 @@
-#include "symbolicon.h"
+#include "panel/symbolicon.h"
 
 #include <QImage>
 #include <gtest/gtest.h>

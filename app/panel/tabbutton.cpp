@@ -1,7 +1,7 @@
-#include "tabbutton.h"
+#include "panel/tabbutton.h"
 
-#include "spinner.h"
-#include "symbolicon.h"
+#include "panel/spinner.h"
+#include "panel/symbolicon.h"
 
 #include <QFontMetricsF>
 #include <QPainter>

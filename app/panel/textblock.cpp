@@ -1,6 +1,6 @@
-#include "textblock.h"
+#include "panel/textblock.h"
 
-#include "textlines.h"
+#include "panel/textlines.h"
 
 #include <QPainter>
 #include <cmath>

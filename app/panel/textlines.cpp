@@ -1,4 +1,4 @@
-#include "textlines.h"
+#include "panel/textlines.h"
 
 #include <QFontMetricsF>
 #include <QPainter>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "highlighted.h"
+#include "panel/highlighted.h"
 
 #include <QFont>
 #include <QPointF>

@@ -1,5 +1,5 @@
-#include "panelstyle.h"
-#include "textlines.h"
+#include "panel/panelstyle.h"
+#include "panel/textlines.h"
 
 #include <gtest/gtest.h>
 

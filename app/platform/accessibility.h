@@ -1,7 +1,7 @@
 #pragma once
 
-#include "pointertarget.h"
-#include "runningapplication.h"
+#include "platform/pointertarget.h"
+#include "platform/runningapplication.h"
 
 #include <QLatin1String>
 #include <QList>

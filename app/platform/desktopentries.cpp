@@ -1,4 +1,4 @@
-#include "desktopentries.h"
+#include "platform/desktopentries.h"
 
 #include <QDeadlineTimer>
 #include <QDir>

@@ -1,4 +1,4 @@
-#include "desktopsession.h"
+#include "platform/desktopsession.h"
 
 #include <QByteArray>
 #include <QtGlobal>

@@ -1,4 +1,4 @@
-#include "http.h"
+#include "platform/http.h"
 
 QByteArray HttpResponse::header(QByteArrayView name) const
 {

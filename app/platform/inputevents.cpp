@@ -1,8 +1,8 @@
-#include "inputevents.h"
+#include "platform/inputevents.h"
 
-#include "desktopsession.h"
-#include "gnomeshellinputevents.h"
-#include "x11inputevents.h"
+#include "platform/desktopsession.h"
+#include "platform/gnome/gnomeshellinputevents.h"
+#include "platform/x11/x11inputevents.h"
 
 namespace {
 

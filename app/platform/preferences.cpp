@@ -1,6 +1,6 @@
-#include "preferences.h"
+#include "platform/preferences.h"
 
-#include "xdgpaths.h"
+#include "platform/xdgpaths.h"
 
 #include <QFileInfo>
 #include <QLoggingCategory>

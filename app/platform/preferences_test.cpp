@@ -1,7 +1,6 @@
-#include "pref.h"
-#include "preferences.h"
-#include "temphome.h"
-#include "xdgpaths.h"
+#include "platform/preferences.h"
+#include "platform/xdgpaths.h"
+#include "tests/support/temphome.h"
 
 #include <QFile>
 #include <QTemporaryDir>
@@ -18,8 +17,9 @@ protected:
 TEST_F(PreferencesTest, StoredValuesWinOverRegisteredDefaults)
 {
     Preferences prefs(file);
-    Pref::registerDefaults(prefs);
-    // The defaults a fresh user sees are checked through the menu (menuview_test).
+    prefs.registerDefaults({{QStringLiteral("backend.wikipedia"), true},
+                            {QStringLiteral("enabled"), true},
+                            {QStringLiteral("recall.model"), QStringLiteral("onDevice")}});
     EXPECT_TRUE(prefs.boolValue(QStringLiteral("backend.wikipedia")));
     EXPECT_FALSE(prefs.isStored(QStringLiteral("enabled")));
 

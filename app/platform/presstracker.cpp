@@ -1,4 +1,4 @@
-#include "presstracker.h"
+#include "platform/presstracker.h"
 
 #include <QLineF>
 

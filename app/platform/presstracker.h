@@ -1,6 +1,6 @@
 #pragma once
 
-#include "inputevents.h"
+#include "platform/inputevents.h"
 
 #include <QObject>
 #include <QTimer>

@@ -1,4 +1,4 @@
-#include "xdgpaths.h"
+#include "platform/xdgpaths.h"
 
 #include <QDir>
 #include <QtGlobal>

@@ -1,6 +1,6 @@
-#include "keychain.h"
+#include "recall/keychain.h"
 
-#include "secretstore.h"
+#include "platform/secretstore.h"
 
 namespace Keychain {
 

@@ -1,6 +1,6 @@
-#include "keychain.h"
-#include "memorysecretstore.h"
-#include "scopedenvironment.h"
+#include "platform/secret/memorysecretstore.h"
+#include "recall/keychain.h"
+#include "tests/support/scopedenvironment.h"
 
 #include <gtest/gtest.h>
 

@@ -1,10 +1,10 @@
-#include "recallmodel.h"
+#include "recall/recallmodel.h"
 
-#include "backenderror.h"
-#include "keychain.h"
-#include "openaicompatiblemodel.h"
-#include "pref.h"
-#include "systemlanguagemodel.h"
+#include "lookup/backenderror.h"
+#include "platform/llm/openai/openaicompatiblemodel.h"
+#include "platform/llm/openai/systemlanguagemodel.h"
+#include "recall/keychain.h"
+#include "settings/pref.h"
 
 QList<RecallModel> RecallModel::allCases()
 {
@@ -22,7 +22,7 @@ std::optional<RecallModel> RecallModel::fromRawValue(const QString& rawValue)
 
 RecallModel RecallModel::current(const Preferences& preferences)
 {
-    const std::optional<QString> raw = preferences.stringValue(QStringLiteral("recall.model"));
+    const std::optional<QString> raw = preferences.stringValue(Pref::recallModel);
     return raw ? fromRawValue(*raw).value_or(onDevice) : onDevice;
 }
 
@@ -102,7 +102,7 @@ std::optional<QString> RecallModel::environmentVariable() const
 
 QString RecallModel::modelName(const Preferences& preferences) const
 {
-    return preferences.stringValue(Pref::modelName(*this)).value_or(defaultModelName());
+    return preferences.stringValue(Pref::modelName(rawValue())).value_or(defaultModelName());
 }
 
 std::optional<QUrl> RecallModel::baseURL(const Preferences& preferences) const
@@ -113,8 +113,7 @@ std::optional<QUrl> RecallModel::baseURL(const Preferences& preferences) const
     case claude:
         return QUrl(QStringLiteral("https://api.anthropic.com/v1"));
     case custom: {
-        const QString text =
-            preferences.stringValue(QStringLiteral("recall.custom.baseURL")).value_or(QString());
+        const QString text = preferences.stringValue(Pref::recallCustomBaseURL).value_or(QString());
         const QUrl url(text, QUrl::StrictMode);
         if (text.isEmpty() || !url.isValid() || url.scheme().isEmpty() || url.host().isEmpty())
             return std::nullopt;
@@ -129,8 +128,7 @@ QString RecallModel::status(const Preferences& preferences) const
 {
     switch (m_value) {
     case onDevice: {
-        const Availability availability =
-            SystemLanguageModel::defaultModel(preferences)->availability();
+        const Availability availability = Pref::localModel(preferences)->availability();
         return availability.isAvailable ? QStringLiteral("On device") : availability.reason;
     }
     case privateCloud:
@@ -151,8 +149,7 @@ Session RecallModel::session(QList<std::shared_ptr<const Tool>> tools, const QSt
 {
     switch (m_value) {
     case onDevice:
-        return Session(SystemLanguageModel::defaultModel(preferences), std::move(tools),
-                       instructions);
+        return Session(Pref::localModel(preferences), std::move(tools), instructions);
     case privateCloud:
         throw BackendError(QStringLiteral(
             "Private Cloud Compute is not available on Linux: pick another model for Recall in "
@@ -171,12 +168,3 @@ Session RecallModel::session(QList<std::shared_ptr<const Tool>> tools, const QSt
     auto model = std::make_shared<OpenAICompatibleModel>(*base, modelName(preferences), key);
     return Session(std::move(model), std::move(tools), instructions);
 }
-
-namespace Pref {
-
-QString modelName(RecallModel model)
-{
-    return modelName(model.rawValue());
-}
-
-} // namespace Pref

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "llm/session.h"
-#include "preferences.h"
-#include "tool.h"
+#include "platform/llm/session.h"
+#include "platform/llm/tool.h"
+#include "platform/preferences.h"
 
 #include <QList>
 #include <QString>
@@ -40,7 +40,7 @@ public:
     std::optional<QString> keyAccount() const;
     std::optional<QString> environmentVariable() const;
 
-    // The stored name under Pref::modelName(*this), else the default; a stored empty name
+    // The stored name under Pref::modelName(rawValue()), else the default; a stored empty name
     // is used as it is.
     QString modelName(const Preferences& preferences = Preferences::standard()) const;
     // The server's API base: fixed for OpenAI and Claude, "recall.custom.baseURL" for custom
@@ -61,8 +61,3 @@ public:
 private:
     Case m_value;
 };
-
-namespace Pref {
-// "recall." + raw value + ".modelName"
-QString modelName(RecallModel model);
-} // namespace Pref

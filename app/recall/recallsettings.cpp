@@ -1,6 +1,8 @@
-#include "recallsettings.h"
+#include "recall/recallsettings.h"
 
-#include "keychain.h"
+#include "settings/pref.h"
+
+#include "recall/keychain.h"
 
 RecallSettings::RecallSettings(RecallModel model, Preferences& preferences)
     : m_model(model), m_preferences(preferences)
@@ -20,8 +22,7 @@ QString RecallSettings::keyPlaceholder() const
 void RecallSettings::load()
 {
     name = m_model.modelName(m_preferences);
-    baseURL =
-        m_preferences.stringValue(QStringLiteral("recall.custom.baseURL")).value_or(QString());
+    baseURL = m_preferences.stringValue(Pref::recallCustomBaseURL).value_or(QString());
     key.clear();
     const std::optional<QString> account = m_model.keyAccount();
     hasKey = account && Keychain::get(*account).has_value();
@@ -29,12 +30,12 @@ void RecallSettings::load()
 
 void RecallSettings::save()
 {
-    m_preferences.setValue(Pref::modelName(m_model), name);
+    m_preferences.setValue(Pref::modelName(m_model.rawValue()), name);
     const std::optional<QString> account = m_model.keyAccount();
     if (!account)
         return;
     if (m_model == RecallModel::custom)
-        m_preferences.setValue(QStringLiteral("recall.custom.baseURL"), baseURL);
+        m_preferences.setValue(Pref::recallCustomBaseURL, baseURL);
     if (!key.isEmpty()) {
         Keychain::set(*account, key);
         key.clear();

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "preferences.h"
-#include "recallmodel.h"
+#include "platform/preferences.h"
+#include "recall/recallmodel.h"
 
 #include <QString>
 

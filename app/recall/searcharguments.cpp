@@ -1,4 +1,4 @@
-#include "searcharguments.h"
+#include "recall/searcharguments.h"
 
 GenerationSchema SearchArguments::generationSchema()
 {

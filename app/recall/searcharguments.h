@@ -1,7 +1,7 @@
 #pragma once
 
-#include "generatedcontent.h"
-#include "generationschema.h"
+#include "platform/llm/generatedcontent.h"
+#include "platform/llm/generationschema.h"
 
 #include <QString>
 #include <optional>

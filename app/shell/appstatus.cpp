@@ -1,16 +1,16 @@
-#include "appstatus.h"
+#include "shell/appstatus.h"
 
-#include "appleintelligencebackend.h"
-#include "backends.h"
-#include "chatindex.h"
-#include "diagnostics.h"
-#include "forceclick.h"
-#include "lookuppanel.h"
-#include "lookuppanelcontroller.h"
-#include "lookupstream.h"
-#include "preferences.h"
-#include "recallmodel.h"
-#include "x11activewindow.h"
+#include "backends/appleintelligencebackend.h"
+#include "backends/backends.h"
+#include "capture/forceclick.h"
+#include "chats/chatindex.h"
+#include "diagnostics/diagnostics.h"
+#include "lookup/lookupstream.h"
+#include "panel/lookuppanel.h"
+#include "panel/lookuppanelcontroller.h"
+#include "platform/preferences.h"
+#include "platform/x11/x11activewindow.h"
+#include "recall/recallmodel.h"
 
 #include <QCoreApplication>
 #include <QCursor>

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "capturedtext.h"
-#include "desktopsession.h"
-#include "lookupquery.h"
-#include "textcapture.h"
+#include "capture/capturedtext.h"
+#include "capture/textcapture.h"
+#include "lookup/lookupquery.h"
+#include "platform/desktopsession.h"
 
 #include <QFutureWatcher>
 #include <QObject>

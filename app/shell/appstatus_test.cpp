@@ -1,9 +1,9 @@
-#include "appstatus.h"
-#include "chatindex.h"
-#include "eventwait.h"
-#include "forceclick.h"
-#include "pref.h"
-#include "temphome.h"
+#include "capture/forceclick.h"
+#include "chats/chatindex.h"
+#include "settings/pref.h"
+#include "shell/appstatus.h"
+#include "tests/support/eventwait.h"
+#include "tests/support/temphome.h"
 
 #include <QDir>
 #include <QFile>

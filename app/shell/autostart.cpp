@@ -1,6 +1,6 @@
-#include "autostart.h"
+#include "shell/autostart.h"
 
-#include "xdgpaths.h"
+#include "platform/xdgpaths.h"
 
 #include <QDir>
 #include <QFile>

@@ -1,9 +1,9 @@
-#include "appstatus.h"
-#include "diagnostics.h"
-#include "peekwellapp.h"
-#include "pref.h"
-#include "singleinstance.h"
-#include "x11desktop.h"
+#include "diagnostics/diagnostics.h"
+#include "platform/x11/x11desktop.h"
+#include "settings/pref.h"
+#include "shell/appstatus.h"
+#include "shell/peekwellapp.h"
+#include "shell/singleinstance.h"
 
 #include <QApplication>
 #include <QCoreApplication>

@@ -1,4 +1,4 @@
-#include "menustyle.h"
+#include "shell/menustyle.h"
 
 #include <QLabel>
 #include <QLineEdit>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "panelstyle.h"
+#include "panel/panelstyle.h"
 
 #include <QString>
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "desktopsession.h"
-#include "recallmodel.h"
+#include "platform/desktopsession.h"
+#include "recall/recallmodel.h"
 
 #include <QString>
 

@@ -1,11 +1,13 @@
-#include "menuview.h"
+#include "shell/menuview.h"
 
-#include "appstatus.h"
-#include "autostart.h"
-#include "menustyle.h"
-#include "menutexts.h"
-#include "recallsettingsview.h"
-#include "switchbutton.h"
+#include "settings/pref.h"
+
+#include "shell/appstatus.h"
+#include "shell/autostart.h"
+#include "shell/menustyle.h"
+#include "shell/menutexts.h"
+#include "shell/recallsettingsview.h"
+#include "shell/switchbutton.h"
 
 #include <QComboBox>
 #include <QCoreApplication>
@@ -101,8 +103,8 @@ MenuView::MenuView(AppStatus& status, Preferences& preferences, QWidget* parent)
     connect(grant, &QPushButton::clicked, this,
             [this] { m_accessRefused->setVisible(!m_status.requestAccess()); });
 
-    addSwitch(layout, MenuTexts::lookUpOnForceClick, QStringLiteral("enabled"));
-    addSwitch(layout, MenuTexts::takeOverPress, QStringLiteral("replaceLookUp"))
+    addSwitch(layout, MenuTexts::lookUpOnForceClick, Pref::enabled);
+    addSwitch(layout, MenuTexts::takeOverPress, Pref::replaceLookUp)
         ->setToolTip(MenuTexts::takeOverPressHelp);
     m_startAtLogin = addSwitch(layout, bodyLabel(MenuTexts::startAtLogin, this),
                                MenuTexts::startAtLogin, QString());
@@ -116,7 +118,7 @@ MenuView::MenuView(AppStatus& status, Preferences& preferences, QWidget* parent)
 
     m_appleModel = MenuStyle::caption(QString(), this);
     addSwitch(layout, stack(this, 1, {bodyLabel(MenuTexts::answer, this), m_appleModel}),
-              MenuTexts::answer, QStringLiteral("backend.apple"));
+              MenuTexts::answer, Pref::answerOn);
 
     m_picker = new QComboBox(this);
     m_picker->setAccessibleName(MenuTexts::modelPicker);
@@ -124,25 +126,24 @@ MenuView::MenuView(AppStatus& status, Preferences& preferences, QWidget* parent)
     for (const RecallModel model : RecallModel::allCases())
         m_picker->addItem(MenuTexts::modelLabel(model), model.rawValue());
     connect(m_picker, &QComboBox::activated, this, [this](int index) {
-        m_preferences.setValue(QStringLiteral("recall.model"), m_picker->itemData(index));
+        m_preferences.setValue(Pref::recallModel, m_picker->itemData(index));
         showRecallSettings();
     });
     auto* recallLabel = stack(this, 4, {bodyLabel(MenuTexts::recall, this), m_picker});
     m_recallLayout = static_cast<QVBoxLayout*>(recallLabel->layout());
-    addSwitch(layout, recallLabel, MenuTexts::recall, QStringLiteral("backend.recall"));
+    addSwitch(layout, recallLabel, MenuTexts::recall, Pref::recallOn);
 
     m_chatsLine = MenuStyle::caption(QString(), this);
     addSwitch(layout, stack(this, 1, {bodyLabel(MenuTexts::chats, this), m_chatsLine}),
-              MenuTexts::chats, QStringLiteral("backend.chats"));
+              MenuTexts::chats, Pref::chatsOn);
 
     m_libraryURL = MenuStyle::field(MenuTexts::libraryPlaceholder, this);
-    connect(m_libraryURL, &QLineEdit::textEdited, this, [this](const QString& text) {
-        m_preferences.setValue(QStringLiteral("backend.shelfwise.url"), text);
-    });
+    connect(m_libraryURL, &QLineEdit::textEdited, this,
+            [this](const QString& text) { m_preferences.setValue(Pref::libraryURL, text); });
     addSwitch(layout, stack(this, 4, {bodyLabel(MenuTexts::library, this), m_libraryURL}),
-              MenuTexts::library, QStringLiteral("backend.shelfwise"));
+              MenuTexts::library, Pref::libraryOn);
 
-    addSwitch(layout, MenuTexts::wikipedia, QStringLiteral("backend.wikipedia"));
+    addSwitch(layout, MenuTexts::wikipedia, Pref::wikipediaOn);
     layout->addWidget(divider(this));
 
     auto* buttons = new QHBoxLayout;
@@ -194,8 +195,7 @@ void MenuView::reload()
     m_startAtLogin->setChecked(Autostart::isEnabled());
     m_picker->setCurrentIndex(m_picker->findData(RecallModel::current(m_preferences).rawValue()));
     showRecallSettings();
-    m_libraryURL->setText(
-        m_preferences.stringValue(QStringLiteral("backend.shelfwise.url")).value_or(QString()));
+    m_libraryURL->setText(m_preferences.stringValue(Pref::libraryURL).value_or(QString()));
     fitHeight();
 }
 

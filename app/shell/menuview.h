@@ -1,6 +1,6 @@
 #pragma once
 
-#include "preferences.h"
+#include "platform/preferences.h"
 
 #include <QList>
 #include <QWidget>

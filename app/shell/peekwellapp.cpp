@@ -1,8 +1,8 @@
-#include "peekwellapp.h"
+#include "shell/peekwellapp.h"
 
-#include "menuview.h"
-#include "panelstyle.h"
-#include "symbolicon.h"
+#include "panel/panelstyle.h"
+#include "panel/symbolicon.h"
+#include "shell/menuview.h"
 
 #include <QCoreApplication>
 #include <QCursor>

@@ -1,9 +1,9 @@
-#include "recallsettingsview.h"
+#include "shell/recallsettingsview.h"
 
-#include "lookupstream.h"
-#include "menustyle.h"
-#include "menutexts.h"
-#include "secretstore.h"
+#include "lookup/lookupstream.h"
+#include "platform/secretstore.h"
+#include "shell/menustyle.h"
+#include "shell/menutexts.h"
 
 #include <QLabel>
 #include <QLineEdit>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "recallsettings.h"
+#include "recall/recallsettings.h"
 
 #include <QFutureWatcher>
 #include <QWidget>

@@ -1,4 +1,4 @@
-#include "switchbutton.h"
+#include "shell/switchbutton.h"
 
 #include <QPainter>
 

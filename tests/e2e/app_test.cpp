@@ -1,10 +1,10 @@
 // The desktop application end to end: the real executable on a private X server with a window
 // manager (and, where a case needs one, trayer's XEmbed system tray), observed with xdotool
 // and xwininfo as a user's desktop would be.
-#include "eventwait.h"
-#include "temphome.h"
-#include "x11activewindow.h"
-#include "xsession.h"
+#include "platform/x11/x11activewindow.h"
+#include "tests/support/eventwait.h"
+#include "tests/support/temphome.h"
+#include "tests/support/xsession.h"
 
 #include <QDeadlineTimer>
 #include <QDir>

@@ -2,7 +2,7 @@
 // programs from Debian (Mousepad on GTK 3, Chromium on a local page) and a Qt window of ours,
 // on a private X display with a window manager, a session bus and the accessibility bus.
 // The desktop and its programs start once for the whole test program.
-#include "capturedesktop.h"
+#include "tests/support/capturedesktop.h"
 
 #include <QDeadlineTimer>
 #include <QFile>

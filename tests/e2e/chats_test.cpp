@@ -1,6 +1,6 @@
-#include "preferences.h"
-#include "processrun.h"
-#include "temphome.h"
+#include "platform/preferences.h"
+#include "tests/support/processrun.h"
+#include "tests/support/temphome.h"
 
 #include <QDir>
 #include <QElapsedTimer>

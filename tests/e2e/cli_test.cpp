@@ -1,5 +1,5 @@
-#include "processrun.h"
-#include "temphome.h"
+#include "tests/support/processrun.h"
+#include "tests/support/temphome.h"
 
 #include <QDir>
 #include <QFile>

@@ -2,10 +2,10 @@
 // GTK editor (Mousepad) under the pointer, pointer and keys injected through Mutter's
 // remote-desktop interface, and Peekwell's service in this process recording what reaches the
 // InputEvents stream. The Shell starts once for all cases (they run in one process, in order).
-#include "eventwait.h"
-#include "gnomeshellextension.h"
-#include "gnomeshellinputevents.h"
-#include "gnomeshellsession.h"
+#include "platform/gnome/gnomeshellextension.h"
+#include "platform/gnome/gnomeshellinputevents.h"
+#include "tests/support/eventwait.h"
+#include "tests/support/gnomeshellsession.h"
 
 #include <QDBusMessage>
 #include <QDBusPendingCall>

@@ -1,13 +1,13 @@
 // The session's input end to end on a private X server, driven with xdotool as a user's
 // mouse would be: the XInput 2 stream under the force-click logic in this process (with a
 // stand-in for the text capture), and "peekwell --watch" recording the same presses.
-#include "eventwait.h"
-#include "forceclick.h"
-#include "preferences.h"
-#include "processrun.h"
-#include "temphome.h"
-#include "x11inputevents.h"
-#include "xsession.h"
+#include "capture/forceclick.h"
+#include "platform/preferences.h"
+#include "platform/x11/x11inputevents.h"
+#include "tests/support/eventwait.h"
+#include "tests/support/processrun.h"
+#include "tests/support/temphome.h"
+#include "tests/support/xsession.h"
 
 #include <QFile>
 #include <QProcess>

@@ -1,4 +1,4 @@
-#include "temphome.h"
+#include "tests/support/temphome.h"
 
 #include <QDirIterator>
 #include <QJsonDocument>

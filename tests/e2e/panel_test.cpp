@@ -1,8 +1,8 @@
 // The panel end to end: the real executable (and the same program with scripted sources)
 // on a private X server with a window manager, driven and observed with xdotool, xwininfo,
 // xprop and xclip as a user's desktop would be.
-#include "temphome.h"
-#include "xsession.h"
+#include "tests/support/temphome.h"
+#include "tests/support/xsession.h"
 
 #include <QDeadlineTimer>
 #include <QFile>

@@ -2,11 +2,11 @@
 // tests can drive the panel and the snapshot with known results. PEEKWELL_SCRIPT picks the
 // script: "tabs" (the default: four tabs in every final state), "copy" (one tab whose
 // rows carry copy links) or "hang" (one tab whose source never answers within 30 s).
-#include "copylink.h"
-#include "diagnostics.h"
-#include "lookupoperations.h"
-#include "pref.h"
-#include "scriptedbackend.h"
+#include "diagnostics/diagnostics.h"
+#include "diagnostics/lookupoperations.h"
+#include "lookup/copylink.h"
+#include "settings/pref.h"
+#include "tests/support/scriptedbackend.h"
 
 #include <QApplication>
 #include <QUrl>

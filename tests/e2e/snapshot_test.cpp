@@ -1,5 +1,5 @@
 // "--snapshot" and "--lookup" without a display, run as the real program is.
-#include "temphome.h"
+#include "tests/support/temphome.h"
 
 #include <QDir>
 #include <QFile>

@@ -1,4 +1,4 @@
-#include "a11ysession.h"
+#include "tests/support/a11ysession.h"
 
 #include <QDeadlineTimer>
 #include <QFile>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "xsession.h"
+#include "tests/support/xsession.h"
 
 #include <QProcess>
 #include <QProcessEnvironment>

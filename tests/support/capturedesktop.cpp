@@ -1,4 +1,4 @@
-#include "capturedesktop.h"
+#include "tests/support/capturedesktop.h"
 
 #include <QDeadlineTimer>
 #include <QFile>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "a11ysession.h"
-#include "xsession.h"
+#include "tests/support/a11ysession.h"
+#include "tests/support/xsession.h"
 
 #include <QProcess>
 #include <QProcessEnvironment>

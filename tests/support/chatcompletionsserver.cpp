@@ -1,4 +1,4 @@
-#include "chatcompletionsserver.h"
+#include "tests/support/chatcompletionsserver.h"
 
 #include <QJsonDocument>
 

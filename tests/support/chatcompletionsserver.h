@@ -1,6 +1,6 @@
 #pragma once
 
-#include "httptestserver.h"
+#include "tests/support/httptestserver.h"
 
 #include <QJsonArray>
 #include <QJsonObject>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "backenderror.h"
-#include "lookupstream.h"
+#include "lookup/backenderror.h"
+#include "lookup/lookupstream.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>

@@ -1,4 +1,4 @@
-#include "gnomeshellsession.h"
+#include "tests/support/gnomeshellsession.h"
 
 #include <QCoreApplication>
 #include <QDBusArgument>

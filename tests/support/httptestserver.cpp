@@ -1,4 +1,4 @@
-#include "httptestserver.h"
+#include "tests/support/httptestserver.h"
 
 #include <QEventLoop>
 #include <QHostAddress>

@@ -1,4 +1,4 @@
-#include "processrun.h"
+#include "tests/support/processrun.h"
 
 #include <QProcess>
 

@@ -1,4 +1,4 @@
-#include "scopedenvironment.h"
+#include "tests/support/scopedenvironment.h"
 
 #include <QtGlobal>
 

@@ -1,4 +1,4 @@
-#include "scriptedbackend.h"
+#include "tests/support/scriptedbackend.h"
 
 using namespace std::chrono_literals;
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "backenderror.h"
-#include "lookupbackend.h"
+#include "lookup/backenderror.h"
+#include "lookup/lookupbackend.h"
 
 #include <QStringList>
 #include <atomic>

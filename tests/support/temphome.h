@@ -1,6 +1,6 @@
 #pragma once
 
-#include "scopedenvironment.h"
+#include "tests/support/scopedenvironment.h"
 
 #include <QByteArray>
 #include <QString>

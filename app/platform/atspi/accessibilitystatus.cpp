@@ -1,4 +1,4 @@
-#include "accessibilitystatus.h"
+#include "platform/atspi/accessibilitystatus.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>

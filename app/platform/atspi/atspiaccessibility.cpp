@@ -1,11 +1,11 @@
-#include "atspiaccessibility.h"
+#include "platform/atspi/atspiaccessibility.h"
 
-#include "accessibilitystatus.h"
-#include "atspihittest.h"
-#include "atspinode.h"
-#include "desktopentries.h"
-#include "windowpoint.h"
-#include "x11windows.h"
+#include "platform/atspi/accessibilitystatus.h"
+#include "platform/atspi/atspihittest.h"
+#include "platform/atspi/atspinode.h"
+#include "platform/atspi/windowpoint.h"
+#include "platform/desktopentries.h"
+#include "platform/x11/x11windows.h"
 
 #include <QCoreApplication>
 #include <QFile>

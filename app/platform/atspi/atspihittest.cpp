@@ -1,4 +1,4 @@
-#include "atspihittest.h"
+#include "platform/atspi/atspihittest.h"
 
 #include <vector>
 

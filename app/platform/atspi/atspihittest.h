@@ -1,6 +1,6 @@
 #pragma once
 
-#include "atspinode.h"
+#include "platform/atspi/atspinode.h"
 
 #include <QPointF>
 #include <QString>

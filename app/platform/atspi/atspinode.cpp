@@ -1,6 +1,6 @@
-#include "atspinode.h"
+#include "platform/atspi/atspinode.h"
 
-#include "textunits.h"
+#include "platform/atspi/textunits.h"
 
 #include <QSet>
 #include <QtGlobal>

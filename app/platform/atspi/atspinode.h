@@ -1,6 +1,6 @@
 #pragma once
 
-#include "accessibility.h"
+#include "platform/accessibility.h"
 
 #include <QElapsedTimer>
 #include <QPoint>

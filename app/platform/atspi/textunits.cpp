@@ -1,4 +1,4 @@
-#include "textunits.h"
+#include "platform/atspi/textunits.h"
 
 namespace TextUnits {
 

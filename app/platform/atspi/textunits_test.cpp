@@ -1,4 +1,4 @@
-#include "textunits.h"
+#include "platform/atspi/textunits.h"
 
 #include <QString>
 #include <gtest/gtest.h>

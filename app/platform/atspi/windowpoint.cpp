@@ -1,4 +1,4 @@
-#include "windowpoint.h"
+#include "platform/atspi/windowpoint.h"
 
 #include <QRectF>
 

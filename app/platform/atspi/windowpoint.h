@@ -1,6 +1,6 @@
 #pragma once
 
-#include "pointertarget.h"
+#include "platform/pointertarget.h"
 
 #include <QPointF>
 

@@ -1,4 +1,4 @@
-#include "scriptedaccessibility.h"
+#include "platform/fake/scriptedaccessibility.h"
 
 namespace {
 

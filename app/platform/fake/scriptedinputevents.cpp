@@ -1,4 +1,4 @@
-#include "scriptedinputevents.h"
+#include "platform/fake/scriptedinputevents.h"
 
 bool ScriptedInputEvents::install()
 {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "inputevents.h"
+#include "platform/inputevents.h"
 
 // An input stream driven by the test: events go through the handler exactly as a real
 // source's do; the test emits the other signals (buttons, Escape, raw events) itself.

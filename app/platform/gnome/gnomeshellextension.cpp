@@ -1,4 +1,4 @@
-#include "gnomeshellextension.h"
+#include "platform/gnome/gnomeshellextension.h"
 
 #include <QDBusArgument>
 #include <QDBusMessage>

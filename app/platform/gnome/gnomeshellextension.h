@@ -1,6 +1,6 @@
 #pragma once
 
-#include "desktopsession.h"
+#include "platform/desktopsession.h"
 
 #include <QDBusConnection>
 #include <QString>

@@ -1,4 +1,4 @@
-#include "gnomeshellinputevents.h"
+#include "platform/gnome/gnomeshellinputevents.h"
 
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "inputevents.h"
-#include "presstracker.h"
+#include "platform/inputevents.h"
+#include "platform/presstracker.h"
 
 #include <QDBusConnection>
 #include <QPoint>

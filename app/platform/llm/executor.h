@@ -1,7 +1,7 @@
 #pragma once
 
-#include "generationchannel.h"
-#include "generationrequest.h"
+#include "platform/llm/generationchannel.h"
+#include "platform/llm/generationrequest.h"
 
 class LanguageModel;
 

@@ -1,6 +1,6 @@
-#include "generatedcontent.h"
+#include "platform/llm/generatedcontent.h"
 
-#include "partialjson.h"
+#include "platform/llm/partialjson.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>

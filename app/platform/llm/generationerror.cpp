@@ -1,6 +1,6 @@
-#include "generationerror.h"
+#include "platform/llm/generationerror.h"
 
-#include "session.h"
+#include "platform/llm/session.h"
 
 GenerationError::GenerationError(Kind kind)
     : m_kind(kind), m_what(localizedDescription().toStdString())

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "generationoptions.h"
-#include "generationschema.h"
-#include "transcript.h"
+#include "platform/llm/generationoptions.h"
+#include "platform/llm/generationschema.h"
+#include "platform/llm/transcript.h"
 
 #include <QList>
 #include <optional>

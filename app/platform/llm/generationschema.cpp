@@ -1,4 +1,4 @@
-#include "generationschema.h"
+#include "platform/llm/generationschema.h"
 
 #include <QJsonArray>
 

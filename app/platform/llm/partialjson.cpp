@@ -1,4 +1,4 @@
-#include "partialjson.h"
+#include "platform/llm/partialjson.h"
 
 #include <QJsonArray>
 #include <QJsonObject>

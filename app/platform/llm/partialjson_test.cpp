@@ -1,6 +1,6 @@
-#include "commalocale.h"
-#include "generatedcontent.h"
-#include "partialjson.h"
+#include "platform/llm/generatedcontent.h"
+#include "platform/llm/partialjson.h"
+#include "tests/support/commalocale.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>

@@ -1,8 +1,8 @@
-#include "session.h"
+#include "platform/llm/session.h"
 
-#include "executor.h"
-#include "generationerror.h"
-#include "partialjson.h"
+#include "platform/llm/executor.h"
+#include "platform/llm/generationerror.h"
+#include "platform/llm/partialjson.h"
 
 #include <QHash>
 #include <QJsonDocument>

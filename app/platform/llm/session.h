@@ -1,13 +1,13 @@
 #pragma once
 
-#include "cancelcheck.h"
-#include "generatedcontent.h"
-#include "generationoptions.h"
-#include "generationrequest.h"
-#include "generationschema.h"
-#include "languagemodel.h"
-#include "tool.h"
-#include "transcript.h"
+#include "platform/llm/cancelcheck.h"
+#include "platform/llm/generatedcontent.h"
+#include "platform/llm/generationoptions.h"
+#include "platform/llm/generationrequest.h"
+#include "platform/llm/generationschema.h"
+#include "platform/llm/languagemodel.h"
+#include "platform/llm/tool.h"
+#include "platform/llm/transcript.h"
 
 #include <QList>
 #include <QString>

@@ -1,6 +1,6 @@
-#include "executor.h"
-#include "generationerror.h"
-#include "session.h"
+#include "platform/llm/executor.h"
+#include "platform/llm/generationerror.h"
+#include "platform/llm/session.h"
 
 #include <QJsonArray>
 #include <QJsonObject>

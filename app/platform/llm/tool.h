@@ -1,8 +1,8 @@
 #pragma once
 
-#include "cancelcheck.h"
-#include "generatedcontent.h"
-#include "generationschema.h"
+#include "platform/llm/cancelcheck.h"
+#include "platform/llm/generatedcontent.h"
+#include "platform/llm/generationschema.h"
 
 #include <QString>
 

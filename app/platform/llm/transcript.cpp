@@ -1,4 +1,4 @@
-#include "transcript.h"
+#include "platform/llm/transcript.h"
 
 using Entry = Transcript::Entry;
 

@@ -1,4 +1,4 @@
-#include "linesplitter.h"
+#include "platform/qt/linesplitter.h"
 
 bool LineSplitter::feed(QByteArrayView piece, const Sink& sink)
 {

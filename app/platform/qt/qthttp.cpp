@@ -1,6 +1,6 @@
-#include "qthttp.h"
+#include "platform/qt/qthttp.h"
 
-#include "linesplitter.h"
+#include "platform/qt/linesplitter.h"
 
 #include <QEventLoop>
 #include <QLoggingCategory>

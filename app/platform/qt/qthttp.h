@@ -1,6 +1,6 @@
 #pragma once
 
-#include "http.h"
+#include "platform/http.h"
 
 // Http over QtNetwork. Every call makes its own QNetworkAccessManager and runs a local event
 // loop on the calling thread until the answer is whole, the call is cancelled or it times out;

@@ -1,5 +1,5 @@
-#include "http.h"
-#include "httptestserver.h"
+#include "platform/http.h"
+#include "tests/support/httptestserver.h"
 
 #include <QJsonObject>
 #include <atomic>

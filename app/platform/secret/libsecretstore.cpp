@@ -1,4 +1,4 @@
-#include "libsecretstore.h"
+#include "platform/secret/libsecretstore.h"
 
 #include <QLoggingCategory>
 #include <atomic>

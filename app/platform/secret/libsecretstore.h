@@ -1,6 +1,6 @@
 #pragma once
 
-#include "secretstore.h"
+#include "platform/secretstore.h"
 
 // The desktop keyring over the Secret Service (GNOME Keyring, KWallet) through libsecret.
 //

@@ -1,4 +1,4 @@
-#include "memorysecretstore.h"
+#include "platform/secret/memorysecretstore.h"
 
 std::optional<QString> MemorySecretStore::get(const QString& account) const
 {

@@ -1,4 +1,4 @@
-#include "x11activewindow.h"
+#include "platform/x11/x11activewindow.h"
 
 #include <QSocketNotifier>
 #include <cstdlib>

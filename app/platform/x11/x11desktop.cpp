@@ -1,4 +1,4 @@
-#include "x11desktop.h"
+#include "platform/x11/x11desktop.h"
 
 #include <QGuiApplication>
 #include <QWidget>

@@ -1,4 +1,4 @@
-#include "x11inputevents.h"
+#include "platform/x11/x11inputevents.h"
 
 #include <QLoggingCategory>
 #include <QMetaMethod>

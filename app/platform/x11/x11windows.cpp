@@ -1,4 +1,4 @@
-#include "x11windows.h"
+#include "platform/x11/x11windows.h"
 
 #include <QElapsedTimer>
 #include <poll.h>

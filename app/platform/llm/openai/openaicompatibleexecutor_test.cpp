@@ -1,9 +1,8 @@
-#include "backenderror.h"
-#include "chatcompletionsserver.h"
-#include "generationerror.h"
-#include "http.h"
-#include "openaicompatibleexecutor.h"
-#include "openaicompatiblemodel.h"
+#include "platform/http.h"
+#include "platform/llm/generationerror.h"
+#include "platform/llm/openai/openaicompatibleexecutor.h"
+#include "platform/llm/openai/openaicompatiblemodel.h"
+#include "tests/support/chatcompletionsserver.h"
 
 #include <QJsonDocument>
 #include <QRegularExpression>
@@ -71,7 +70,7 @@ protected:
         const OpenAICompatibleModel model(server.baseURL(), u"test-model"_s, key);
         try {
             OpenAICompatibleExecutor().respond(request, model, channel);
-        } catch (const BackendError& error) {
+        } catch (const ModelServerError& error) {
             return error.localizedDescription();
         }
         return std::nullopt;

@@ -1,9 +1,8 @@
-#include "openaicompatibleexecutor.h"
+#include "platform/llm/openai/openaicompatibleexecutor.h"
 
-#include "backenderror.h"
-#include "generationerror.h"
-#include "http.h"
-#include "openaicompatiblemodel.h"
+#include "platform/http.h"
+#include "platform/llm/generationerror.h"
+#include "platform/llm/openai/openaicompatiblemodel.h"
 
 #include <QHash>
 #include <QJsonDocument>
@@ -135,7 +134,7 @@ QJsonObject schemaJson(const GenerationSchema& schema)
     QJsonParseError error;
     const QJsonDocument decoded = QJsonDocument::fromJson(encoded, &error);
     if (error.error != QJsonParseError::NoError || !decoded.isObject())
-        throw BackendError(QStringLiteral("Could not encode a schema: ") + error.errorString());
+        throw ModelServerError(QStringLiteral("Could not encode a schema: ") + error.errorString());
     return decoded.object();
 }
 
@@ -267,6 +266,6 @@ void OpenAICompatibleExecutor::respond(const GenerationRequest& request,
         return;
     const QString host =
         model.baseURL.host().isEmpty() ? QStringLiteral("model") : model.baseURL.host();
-    throw BackendError(host + QStringLiteral(" returned ") + QString::number(status) +
-                       QStringLiteral(": ") + firstGraphemes(errorBody, 300));
+    throw ModelServerError(host + QStringLiteral(" returned ") + QString::number(status) +
+                           QStringLiteral(": ") + firstGraphemes(errorBody, 300));
 }

@@ -1,6 +1,6 @@
-#include "systemlanguagemodel.h"
+#include "platform/llm/openai/systemlanguagemodel.h"
 
-#include "http.h"
+#include "platform/http.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -25,16 +25,6 @@ bool lists(const QJsonDocument& listing, const QString& name)
 }
 
 } // namespace
-
-std::shared_ptr<const SystemLanguageModel>
-SystemLanguageModel::defaultModel(const Preferences& preferences)
-{
-    const QString base =
-        preferences.stringValue(QStringLiteral("localModel.baseURL")).value_or(QString());
-    const QString name =
-        preferences.stringValue(QStringLiteral("localModel.name")).value_or(QString());
-    return std::make_shared<SystemLanguageModel>(QUrl(base, QUrl::StrictMode), name, base);
-}
 
 SystemLanguageModel::SystemLanguageModel(QUrl baseURL, QString model, QString baseURLText)
     : OpenAICompatibleModel(std::move(baseURL), std::move(model), std::nullopt),

@@ -1,4 +1,4 @@
-#include "copylink.h"
+#include "lookup/copylink.h"
 
 namespace CopyLink {
 

@@ -1,8 +1,7 @@
-#include "chatcompletionsserver.h"
-#include "generationerror.h"
-#include "llm/session.h"
-#include "openaicompatiblemodel.h"
-#include "searcharguments.h"
+#include "platform/llm/generationerror.h"
+#include "platform/llm/openai/openaicompatiblemodel.h"
+#include "platform/llm/session.h"
+#include "tests/support/chatcompletionsserver.h"
 
 #include <QJsonArray>
 #include <QMutex>
@@ -22,13 +21,19 @@ public:
     explicit SearchTool(QString name) : m_name(std::move(name)) {}
     QString name() const override { return m_name; }
     QString description() const override { return QStringLiteral("Search ") + m_name; }
-    GenerationSchema parameters() const override { return SearchArguments::generationSchema(); }
+    GenerationSchema parameters() const override
+    {
+        return GenerationSchema::object(
+            QStringLiteral("Arguments"), std::nullopt,
+            {{QStringLiteral("query"), QStringLiteral("What to search for"),
+              GenerationSchema::stringType()}});
+    }
     QString call(const GeneratedContent& arguments, const CancelCheck&) const override
     {
-        const auto parsed = SearchArguments::from(arguments);
+        const std::optional<QString> query = arguments.string(QStringLiteral("query"));
         QMutexLocker lock(&m_mutex);
-        m_queries.append(parsed ? parsed->query : QStringLiteral("?"));
-        return m_name + QStringLiteral(" found “") + (parsed ? parsed->query : QString()) +
+        m_queries.append(query.value_or(QStringLiteral("?")));
+        return m_name + QStringLiteral(" found “") + query.value_or(QString()) +
                QStringLiteral("”");
     }
     QStringList queries() const

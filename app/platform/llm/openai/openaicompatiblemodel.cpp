@@ -1,4 +1,4 @@
-#include "openaicompatiblemodel.h"
+#include "platform/llm/openai/openaicompatiblemodel.h"
 
 std::shared_ptr<const Executor> OpenAICompatibleModel::executor() const
 {

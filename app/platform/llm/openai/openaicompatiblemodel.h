@@ -1,7 +1,7 @@
 #pragma once
 
-#include "languagemodel.h"
-#include "openaicompatibleexecutor.h"
+#include "platform/llm/languagemodel.h"
+#include "platform/llm/openai/openaicompatibleexecutor.h"
 
 #include <QString>
 #include <QUrl>

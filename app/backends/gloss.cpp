@@ -1,4 +1,4 @@
-#include "gloss.h"
+#include "backends/gloss.h"
 
 GenerationSchema Gloss::generationSchema()
 {
