@@ -39,10 +39,6 @@ TEST(LookupModelTest, NoSourcesIsFinishedAtOnceWithAnEmptyReport)
     EXPECT_TRUE(model.tabs().isEmpty());
     EXPECT_EQ(model.selected(), QString());
     EXPECT_TRUE(model.isFinished());
-    QElapsedTimer clock;
-    clock.start();
-    model.waitUntilFinished(5);
-    EXPECT_LT(clock.elapsed(), 1000);
     const QJsonObject report = model.report();
     EXPECT_EQ(report.keys(), (QStringList{u"context"_s, u"selected"_s, u"tabs"_s, u"term"_s}));
     EXPECT_TRUE(report[u"tabs"_s].toArray().isEmpty());
@@ -123,8 +119,7 @@ TEST(LookupModelTest, HangingSourceTimesOutWithTheTruncatedSecondsAndIsCancelled
     EXPECT_EQ(t.phase, LookupModel::Phase::failed(u"No answer after 0 s"_s));
     EXPECT_EQ(t.items.size(), 1) << "items received before the time-out stay";
     ASSERT_TRUE(t.doneMs);
-    EXPECT_GE(*t.doneMs, 290);
-    EXPECT_LT(*t.doneMs, 3000);
+    EXPECT_GE(*t.doneMs, 290) << "not before the time-out";
     EXPECT_TRUE(spinUntil([&] { return probe->cancelled == 1 && probe->running == 0; }))
         << "the time-out must stop the producer";
 }
@@ -200,9 +195,8 @@ TEST(LookupModelTest, WaitEndsAtItsDeadlineWhileSourcesRun)
     QElapsedTimer clock;
     clock.start();
     model.waitUntilFinished(0.2);
-    EXPECT_GE(clock.elapsed(), 190);
-    EXPECT_LT(clock.elapsed(), 2000);
-    EXPECT_FALSE(model.isFinished());
+    EXPECT_GE(clock.elapsed(), 190) << "not before the deadline";
+    EXPECT_FALSE(model.isFinished()) << "the wait ended at its deadline, not at the source's";
 }
 
 TEST(LookupModelTest, ReportFlattensItemsToThreeStrings)
