@@ -15,8 +15,10 @@
 
 namespace {
 
-// A first run on a machine with no local model server and no network: Answer answers from the
-// dictionary, Chats from the index, and the other tabs say what happened.
+// A first run on a machine with no local model server and no network. The tabs' rendering and
+// the dictionary's answer are the snapshot end-to-end test's; here the standard preferences and
+// the shared index under the home reach the sources: Chats finds the transcript, Recall says
+// what to start.
 TEST(BackendsFreshMachineTest, LookupOverTheStandardPreferences)
 {
     TempHome home;
@@ -25,8 +27,6 @@ TEST(BackendsFreshMachineTest, LookupOverTheStandardPreferences)
     Preferences& preferences = Preferences::standard();
     ASSERT_TRUE(preferences.filePath().startsWith(home.path()));
     Pref::registerDefaults(preferences);
-    // Nothing listens on this port, as no model server runs on a fresh machine; the default
-    // addresses are left alone apart from that.
     const QString closed = QStringLiteral("http://127.0.0.1:%1").arg(HttpTestServer::closedPort());
     preferences.setValue("localModel.baseURL", closed + QStringLiteral("/v1"));
     preferences.setValue("backend.wikipedia.url", closed);
@@ -41,27 +41,14 @@ TEST(BackendsFreshMachineTest, LookupOverTheStandardPreferences)
                       Backends::enabled(preferences));
     model.waitUntilFinished(60);
     ASSERT_TRUE(model.isFinished());
-
     const QJsonArray tabs = model.report().value("tabs").toArray();
     ASSERT_EQ(tabs.size(), 4);
-    const QString start =
-        QStringLiteral("failed: Start a local model server at ") + closed + QStringLiteral("/v1");
-    EXPECT_EQ(tabs[0]["id"], "apple");
-    EXPECT_EQ(tabs[0]["phase"], "done");
-    ASSERT_EQ(tabs[0]["items"].toArray().size(), 1);
-    EXPECT_EQ(tabs[0]["items"][0][1], "noun");
-    EXPECT_TRUE(tabs[0]["items"][0][2].toString().endsWith(
-        QStringLiteral("From the WordNet dictionary. Start a local model server at ") + closed +
-        QStringLiteral("/v1 for an answer written for this sentence.")));
     EXPECT_EQ(tabs[1]["id"], "recall");
-    EXPECT_EQ(tabs[1]["phase"], start);
+    EXPECT_EQ(tabs[1]["phase"], QStringLiteral("failed: Start a local model server at ") + closed +
+                                    QStringLiteral("/v1"));
     EXPECT_EQ(tabs[2]["id"], "chats");
-    EXPECT_EQ(tabs[2]["phase"], "done");
     ASSERT_EQ(tabs[2]["items"].toArray().size(), 1);
     EXPECT_TRUE(tabs[2]["items"][0][2].toString().contains("accents"));
-    EXPECT_EQ(tabs[3]["id"], "wikipedia");
-    EXPECT_EQ(tabs[3]["phase"], "failed: Could not connect to the server.");
-    EXPECT_EQ(model.report().value("selected"), "apple");
     SecretStore::setStandard(nullptr);
 }
 
