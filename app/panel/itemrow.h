@@ -23,7 +23,6 @@ public:
     // Shows the item; an unchanged item keeps everything as it is (and the text selection).
     void setItem(const LookupItem& item, const QString& term);
     const LookupItem& item() const { return m_item; }
-    bool isHovering() const { return m_hovering; }
     // The body widget, or null when the item has no body.
     BodyText* bodyText() const;
 

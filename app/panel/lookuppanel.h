@@ -18,7 +18,6 @@ public:
     LookupPanel(LookupModel* model, LookupView::OpenHandler onOpen, const QRect& frame);
 
     LookupView* view() const { return m_view; }
-    bool isTranslucent() const { return m_translucent; }
 
     // Shows the window without activating it and fades it in over 0.12 s.
     void present();

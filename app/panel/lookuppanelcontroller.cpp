@@ -56,7 +56,6 @@ std::shared_ptr<LookupModel> LookupPanelController::show(const LookupQuery& quer
 void LookupPanelController::close()
 {
     removeMonitors();
-    const bool wasShown = m_panel || m_model;
     if (m_model) {
         m_model->cancelTasks();
         m_model.reset();
@@ -67,8 +66,6 @@ void LookupPanelController::close()
         m_panel->deleteLater();
         m_panel = nullptr;
     }
-    if (wasShown)
-        Q_EMIT panelClosed();
 }
 
 void LookupPanelController::open(const QUrl& url)

@@ -42,8 +42,6 @@ public:
 
     LookupPanel* panel() const { return m_panel; }
     std::shared_ptr<LookupModel> model() const { return m_model; }
-    // Whether the mouse presses of other applications and Escape are being watched.
-    bool isWatchingInput() const { return m_input != nullptr; }
 
     // What opening an item's URL does: a copy link puts its command on the clipboard, any
     // other URL opens with the desktop's handler for it; the panel closes either way.
@@ -60,9 +58,6 @@ public:
     // contains the point. With no screens the panel keeps to a 470 × 340 area at (0, 0).
     static QRectF frame(const QPointF& point, const QList<ScreenArea>& screens,
                         qsizetype mainIndex);
-
-Q_SIGNALS:
-    void panelClosed();
 
 private:
     LookupPanelController() = default;

@@ -41,30 +41,21 @@ void TextBlock::setMaxLines(int lines)
     update();
 }
 
-void TextBlock::setLineSpacing(qreal extra)
-{
-    m_lineSpacing = extra;
-    updateGeometry();
-    update();
-}
-
 qreal TextBlock::firstBaseline() const
 {
-    return TextLines(m_text, m_font, std::max(width(), 1), m_maxLines, m_lineSpacing)
-        .firstBaseline();
+    return TextLines(m_text, m_font, std::max(width(), 1), m_maxLines).firstBaseline();
 }
 
 int TextBlock::lineCount() const
 {
-    return TextLines(m_text, m_font, std::max(width(), 1), m_maxLines, m_lineSpacing).lineCount();
+    return TextLines(m_text, m_font, std::max(width(), 1), m_maxLines).lineCount();
 }
 
 int TextBlock::heightForWidth(int width) const
 {
     if (m_text.text.isEmpty())
         return 0;
-    return static_cast<int>(
-        std::ceil(TextLines(m_text, m_font, width, m_maxLines, m_lineSpacing).height()));
+    return static_cast<int>(std::ceil(TextLines(m_text, m_font, width, m_maxLines).height()));
 }
 
 QSize TextBlock::sizeHint() const
@@ -86,5 +77,5 @@ void TextBlock::paintEvent(QPaintEvent*)
     QPainter painter(this);
     painter.setRenderHint(QPainter::TextAntialiasing);
     painter.setPen(m_color);
-    TextLines(m_text, m_font, width(), m_maxLines, m_lineSpacing).draw(&painter, QPointF(0, 0));
+    TextLines(m_text, m_font, width(), m_maxLines).draw(&painter, QPointF(0, 0));
 }

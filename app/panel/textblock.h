@@ -7,7 +7,7 @@
 #include <QWidget>
 
 // A label drawn by the panel itself: emphasised ranges in bold, word wrap, an optional
-// limit on the number of lines (the last one then ends in "…"), extra line spacing. It
+// limit on the number of lines (the last one then ends in "…"). It
 // reports its height for a width, so layouts give it exactly the lines it needs.
 class TextBlock : public QWidget {
     Q_OBJECT
@@ -20,7 +20,6 @@ public:
     void setTextFont(const QFont& font);
     void setColor(const QColor& color);
     void setMaxLines(int lines); // 0: as many as needed
-    void setLineSpacing(qreal extra);
 
     // Distance from the top to the first baseline, for lining up with other text.
     qreal firstBaseline() const;
@@ -40,5 +39,4 @@ private:
     QFont m_font;
     QColor m_color;
     int m_maxLines = 0;
-    qreal m_lineSpacing = 0;
 };

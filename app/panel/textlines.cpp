@@ -72,8 +72,7 @@ AttributedText elided(const AttributedText& text, const QFont& font, qreal width
 
 } // namespace
 
-TextLines::TextLines(const AttributedText& text, const QFont& font, qreal width, int maxLines,
-                     qreal extraLineSpacing)
+TextLines::TextLines(const AttributedText& text, const QFont& font, qreal width, int maxLines)
 {
     width = std::max<qreal>(width, 1);
     // First pass: where the lines start, to know whether the last allowed line is complete.
@@ -114,7 +113,7 @@ TextLines::TextLines(const AttributedText& text, const QFont& font, qreal width,
             line.setPosition(QPointF(0, y));
             if (m_lineCount == 0)
                 m_firstBaseline = y + line.ascent();
-            y += line.height() + extraLineSpacing;
+            y += line.height();
             m_usedWidth = std::max(m_usedWidth, line.naturalTextWidth());
             ++m_lineCount;
         }
@@ -134,7 +133,7 @@ TextLines::TextLines(const AttributedText& text, const QFont& font, qreal width,
         last.setTextOption(option);
         place(last);
     }
-    m_height = m_lineCount > 0 ? y - extraLineSpacing : 0;
+    m_height = y;
 }
 
 TextLines::~TextLines() = default;

@@ -15,8 +15,7 @@ class QTextLayout;
 // in "…" when text was left out. Emphasised ranges are drawn bold. Immutable once built.
 class TextLines {
 public:
-    TextLines(const AttributedText& text, const QFont& font, qreal width, int maxLines = 0,
-              qreal extraLineSpacing = 0);
+    TextLines(const AttributedText& text, const QFont& font, qreal width, int maxLines = 0);
     ~TextLines();
     TextLines(TextLines&&) noexcept;
     TextLines& operator=(TextLines&&) noexcept;

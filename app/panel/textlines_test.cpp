@@ -43,13 +43,4 @@ TEST(TextLinesTest, ShortTextAndLineBreaks)
     EXPECT_LE(path.usedWidth(), 80);
 }
 
-TEST(TextLinesTest, ExtraLineSpacingAddsBetweenLinesOnly)
-{
-    const QFont font = PanelStyle::bodyFont();
-    const AttributedText text{u"a\nb\nc"_s, {}};
-    const TextLines tight(text, font, 300, 0, 0);
-    const TextLines loose(text, font, 300, 0, 2);
-    EXPECT_DOUBLE_EQ(loose.height() - tight.height(), 4.0);
-}
-
 } // namespace

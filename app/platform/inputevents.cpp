@@ -54,9 +54,6 @@ void InputEvents::setSession(std::unique_ptr<InputEvents> source)
 bool InputEvents::deliver(const InputEvent& event)
 {
     const bool verdict = m_handler ? m_handler(event) : false;
-    m_lastVerdict = verdict;
-    if (verdict)
-        ++m_swallowVerdicts;
     Q_EMIT delivered(event, verdict);
     return verdict;
 }

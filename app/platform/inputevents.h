@@ -63,9 +63,6 @@ public:
     virtual void watchEscape(bool on) = 0;
 
     void setHandler(Handler handler) { m_handler = std::move(handler); }
-    // How many verdicts asked to swallow, and the latest verdict.
-    quint64 swallowVerdicts() const { return m_swallowVerdicts; }
-    bool lastVerdict() const { return m_lastVerdict; }
 
 Q_SIGNALS:
     // Every mapped event, after the handler has given its verdict.
@@ -83,12 +80,10 @@ Q_SIGNALS:
     void disabled();
 
 protected:
-    // Runs the handler on one mapped event, records and returns its verdict, and emits
+    // Runs the handler on one mapped event, returns its verdict, and emits
     // delivered(). Sources call it for every event they map.
     bool deliver(const InputEvent& event);
 
 private:
     Handler m_handler;
-    quint64 m_swallowVerdicts = 0;
-    bool m_lastVerdict = false;
 };

@@ -32,7 +32,6 @@ public:
     void toggleMenu();
 
     MenuView* menu() const { return m_menu; }
-    bool hasTrayIcon() const { return m_tray != nullptr; }
 
     // Where the menu goes: centred under `anchor` (above it when the anchor is in the
     // screen's lower half), kept inside `available`; at the top right of `available`

@@ -80,7 +80,6 @@ void RecallSettingsView::checkStatus()
         m_status->setText(check.status);
         if (m_noKeyring)
             m_noKeyring->setVisible(!check.keyringAnswers);
-        Q_EMIT statusShown();
     });
     const RecallModel model = m_settings.model();
     const bool usesKeyring = m_settings.showsModelFields();

@@ -32,10 +32,6 @@ public:
     QLineEdit* keyField() const { return m_key; }
     QLabel* statusLine() const { return m_status; }
 
-Q_SIGNALS:
-    // The status line has its answer.
-    void statusShown();
-
 private:
     struct Check {
         QString status;

@@ -29,7 +29,6 @@ void ScriptedAccessibility::addApplication(const RunningApplication& application
 
 Accessibility::Element ScriptedAccessibility::application(qint64 pid)
 {
-    m_applicationRequests.append(pid);
     for (const auto& [application, element] : m_applications) {
         if (application.pid == pid)
             return element;

@@ -42,15 +42,11 @@ public:
     void setElementAt(Element element) { m_hit = std::move(element); }
     // A running program, with the element that stands for it.
     void addApplication(const RunningApplication& application, ScriptedElement element);
-    void setTrusted(bool trusted) { m_trusted = trusted; }
 
     const QList<Read>& reads() const { return m_reads; }
     const QList<Write>& writes() const { return m_writes; }
-    // Requests for an application's element, by process id.
-    const QList<qint64>& applicationRequests() const { return m_applicationRequests; }
-    double messagingTimeout() const { return m_timeout; }
 
-    void setMessagingTimeout(double seconds) override { m_timeout = seconds; }
+    void setMessagingTimeout(double) override {}
     Element elementAt(const PointerTarget&) override { return m_hit; }
     Element application(qint64 pid) override;
     std::optional<qint64> processId(const Element& element) override;
@@ -60,15 +56,12 @@ public:
     void setAttribute(const Element& element, QLatin1String name, bool value) override;
     QList<RunningApplication> applications() override;
     std::optional<RunningApplication> runningApplication(qint64 pid) override;
-    bool isTrusted() override { return m_trusted; }
-    bool requestTrust() override { return m_trusted; }
+    bool isTrusted() override { return true; }
+    bool requestTrust() override { return true; }
 
 private:
     Element m_hit;
     std::vector<std::pair<RunningApplication, ScriptedElement>> m_applications;
     QList<Read> m_reads;
     QList<Write> m_writes;
-    QList<qint64> m_applicationRequests;
-    double m_timeout = 0;
-    bool m_trusted = true;
 };

@@ -10,12 +10,11 @@ public:
     bool install() override;
     bool isInstalled() const override { return m_installed; }
     QString sourceName() const override { return QStringLiteral("a script"); }
-    void watchEscape(bool on) override { m_watchingEscape = on; }
+    void watchEscape(bool) override {}
 
     // Whether install() succeeds (it does unless told otherwise); how often it was called.
     void setRefusing(bool refusing) { m_refusing = refusing; }
     int installCalls() const { return m_installCalls; }
-    bool watchingEscape() const { return m_watchingEscape; }
 
     // One event through the handler; its verdict.
     bool feed(int type, int stage = 0, const QPointF& at = {});
@@ -25,6 +24,5 @@ public:
 private:
     bool m_installed = false;
     bool m_refusing = false;
-    bool m_watchingEscape = false;
     int m_installCalls = 0;
 };
