@@ -1,7 +1,6 @@
 #include "diagnostics/diagnostics.h"
 #include "tests/support/temphome.h"
 
-#include <QDir>
 #include <QFile>
 #include <QJsonArray>
 #include <cstdio>
@@ -17,16 +16,8 @@ QByteArray readAll(const QString& path)
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
-TEST(DiagnosticsTest, LogFolderIsMadeOnDemandUnderTheStateHome)
-{
-    TempHome home;
-    const QString expected = home.path() + u"/.local/state/peekwell/logs"_s;
-    EXPECT_FALSE(QDir(expected).exists());
-    EXPECT_EQ(Diagnostics::logDir(), expected);
-    EXPECT_TRUE(QDir(expected).exists());
-}
-
-TEST(DiagnosticsTest, ReportIsSortedPrettyJsonInTheFileAndOnStandardOutput)
+// Into a fresh home: the log folder is made on demand.
+TEST(DiagnosticsTest, ReportIsPrettyJsonInTheFileAndOnStandardOutput)
 {
     TempHome home;
     QJsonObject report{{u"zeta"_s, 1},
@@ -36,14 +27,11 @@ TEST(DiagnosticsTest, ReportIsSortedPrettyJsonInTheFileAndOnStandardOutput)
     Diagnostics::emit(report, u"test.json"_s);
     const std::string printed = ::testing::internal::GetCapturedStdout();
 
-    const QByteArray file = readAll(Diagnostics::logDir() + u"/test.json"_s);
+    const QByteArray file = readAll(home.path() + u"/.local/state/peekwell/logs/test.json"_s);
     ASSERT_FALSE(file.isEmpty());
     EXPECT_FALSE(file.endsWith('\n'));
     EXPECT_EQ(QByteArray::fromStdString(printed), file + '\n');
-    EXPECT_LT(file.indexOf("\"alpha\": null"), file.indexOf("\"mid\""));
-    EXPECT_LT(file.indexOf("\"a\": ["), file.indexOf("\"b\": true"));
-    EXPECT_LT(file.indexOf("\"mid\""), file.indexOf("\"zeta\": 1"));
-    EXPECT_TRUE(file.contains('\n')) << "pretty-printed";
+    EXPECT_TRUE(file.contains("\n    \"alpha\": null")) << "pretty-printed";
 
     // A second report replaces the first.
     ::testing::internal::CaptureStdout();
@@ -72,10 +60,6 @@ TEST(DiagnosticsTest, OnlyAnOperationWithAllItsValuesTakesOver)
         {{"--search"}, {}},
         {{"--probe", "10", "20.5"}, "--probe"},
         {{"--probe", "ten", "20"}, {}},
-        {{"--probe-word", "Mousepad", "word"}, "--probe-word"},
-        {{"--lookup", "word"}, "--lookup"},
-        {{"--lookup"}, {}},
-        {{"--snapshot", "shot.png", "word"}, "--snapshot"},
         {{"--snapshot", "shot.png"}, {}},
         // Not a number: absent. A number it cannot use: the watch takes over to refuse it.
         {{"--watch", "abc", "--index"}, "--index"},

@@ -23,9 +23,7 @@ TEST(DictionaryTest, BaseFormsComeFromTheExceptionListsThenTheDetachmentRules)
     const Case cases[] = {
         // Exception lists, one per part of speech.
         {"geese", P::Noun, {"goose"}},
-        {"mice", P::Noun, {"mouse"}},
         {"ran", P::Verb, {"run"}},
-        {"went", P::Verb, {"go"}},
         {"running", P::Verb, {"run"}},
         {"happier", P::Adjective, {"happy"}},
         {"better", P::Adjective, {"good", "well", "better"}},
@@ -39,7 +37,6 @@ TEST(DictionaryTest, BaseFormsComeFromTheExceptionListsThenTheDetachmentRules)
         {"glass", P::Noun, {"glass"}},
         {"studies", P::Verb, {"study"}},
         {"hoped", P::Verb, {"hope", "hop"}},
-        {"walked", P::Verb, {"walk"}},
         {"making", P::Verb, {"make"}},
         {"boxes", P::Verb, {"box"}},
         {"taller", P::Adjective, {"tall"}},

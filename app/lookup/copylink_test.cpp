@@ -6,8 +6,7 @@ namespace {
 
 TEST(CopyLinkTest, CommandsSurviveTheRoundTrip)
 {
-    for (const QString& command : {QStringLiteral("claude --resume abc"),
-                                   QStringLiteral("cd '/w/it'\\''s dir' && codex resume x"),
+    for (const QString& command : {QStringLiteral("cd '/w/it'\\''s dir' && codex resume x"),
                                    QStringLiteral("pi --resume '/h/a b/%20 #frag ?q=1&x.jsonl'"),
                                    QStringLiteral("cd '/home/zoë/项目' && claude --resume id"),
                                    QStringLiteral("//two"), QStringLiteral("a\\b\"c")}) {

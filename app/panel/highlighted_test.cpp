@@ -17,9 +17,7 @@ TEST(HighlightedTest, MatchesIgnoreCaseAndDiacriticsAndNeverOverlap)
         {"Café, CAFE and cafeteria", "cafe", {"Café", "CAFE", "cafe"}},
         {"naive and nai\u0308ve", "na\u00efve", {"naive", "nai\u0308ve"}},
         {"aaaaa", "aa", {"aa", "aa"}},
-        {"word, word", "word", {"word", "word"}},
         {"some text", QString(), {}},
-        {"some text", "zebra", {}},
         {QString(), "word", {}},
     };
     for (const auto& c : cases) {

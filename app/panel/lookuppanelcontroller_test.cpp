@@ -35,12 +35,10 @@ TEST(PanelPlacementTest, BelowOrAboveThePointerKeptInsideTheScreenUnderIt)
     } cases[] = {
         {"below and left where there is room", {100, 200}, {kLaptop}, 0, {64, 216}},
         {"right under the bar", {500, 26}, {kLaptop}, 0, {464, 42}},
-        {"above near the bottom", {500, 800}, {kLaptop}, 0, {464, 436}},
         {"the last height that fits below", {500, 536}, {kLaptop}, 0, {464, 552}},
         {"one lower goes above", {500, 537}, {kLaptop}, 0, {464, 173}},
         {"neither fits: pushed back inside", {500, 200}, {shortScreen}, 0, {464, 8}},
         {"right edge", {1430, 300}, {kLaptop}, 0, {962, 316}},
-        {"left edge", {10, 300}, {kLaptop}, 0, {8, 316}},
         {"left edge, last clamped", {44, 300}, {kLaptop}, 0, {8, 316}},
         {"left edge, first free", {45, 300}, {kLaptop}, 0, {9, 316}},
         {"the screen under the pointer", {-1000, 500}, both, 0, {-1036, 516}},

@@ -102,13 +102,11 @@ TEST(PartialJsonTest, WhatIsShownOfAnUnfinishedOrFaultyAnswer)
         {"{\"a\": \"caf\xC3", R"({"a": "caf"})"}, // half a UTF-8 sequence
         {R"({"n": 12)", "{}"},                    // the number may go on
         {R"({"n": 12, )", R"({"n": 12})"},
-        {R"({"n": -)", "{}"},
         {R"({"k)", "{}"}, // dangling key
         {R"({"k":)", "{}"},
         {R"({"k": tr)", "{}"},
         {R"([1, [2, ["x)", R"([1, [2, ["x"]]])"},
         {R"({"a": {"b": [)", R"({"a": {"b": []}})"},
-        {R"({"a": [], "b": {}})", R"({"a": [], "b": {}})"},
         {R"({"a": 1, "b": @, "c": 2})", R"({"a": 1})"},
         {R"({"a": "x\q", "b": 1})", R"({"a": "x"})"},
         {R"({"a": 1 "b": 2})", R"({"a": 1})"},
@@ -117,7 +115,6 @@ TEST(PartialJsonTest, WhatIsShownOfAnUnfinishedOrFaultyAnswer)
         {"```json\n{\"a\": \"b\"}\n```", R"({"a": "b"})"},
         {"{\"a\": \"two\nlines\"}", R"({"a": "two\nlines"})"}, // a raw line feed is kept
         {"", nullptr},
-        {"  \n", nullptr},
         {"42", nullptr},
         {"hello", nullptr},
     };
