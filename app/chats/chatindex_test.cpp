@@ -132,11 +132,6 @@ TEST_F(ChatIndexTest, PassesReadOnlyWhatIsNew)
     EXPECT_EQ(stats.messages, 1);
     EXPECT_EQ(hitCount(u"question"_s), 0);
     EXPECT_EQ(hitCount(u"replaced"_s), 1);
-
-    // Rewritten at the same size: not noticed.
-    home.write(u".claude/projects/-work-app/s.jsonl"_s, bytes(claudeLine("user", "rePlaced")));
-    EXPECT_EQ(index->update().changedFiles, 0);
-    EXPECT_EQ(hitCount(u"replaced"_s), 1);
 }
 
 TEST_F(ChatIndexTest, VanishedAndUnreadableFiles)
