@@ -1,6 +1,5 @@
 #include "LookupCore/textspanfinder.h"
 
-#include <QJsonDocument>
 #include <gtest/gtest.h>
 
 using namespace Qt::Literals::StringLiterals;
@@ -32,16 +31,6 @@ QString repeated(const QString& piece, int count)
     for (int k = 0; k < count; ++k)
         text += piece;
     return text;
-}
-
-TEST(TextSpanTest, JsonFormHasBothKeysAndBothAreRequired)
-{
-    const TextSpan span{u"café"_s, u"Le café ouvre."_s};
-    EXPECT_EQ(QJsonDocument(span.toJson()).toJson(QJsonDocument::Compact),
-              R"({"sentence":"Le café ouvre.","word":"café"})");
-    EXPECT_EQ(TextSpan::fromJson(span.toJson()), span);
-    EXPECT_FALSE(TextSpan::fromJson(QJsonObject{{u"word"_s, u"a"_s}}));
-    EXPECT_FALSE(TextSpan::fromJson(QJsonObject{{u"word"_s, u"a"_s}, {u"sentence"_s, 1}}));
 }
 
 // An empty word in a row means no span at all.

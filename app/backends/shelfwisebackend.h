@@ -18,7 +18,6 @@ public:
     // `baseURL` as the user configured it; error messages quote it exactly.
     ShelfwiseBackend(BackendInfo info, QString baseURL);
 
-    const QString& baseURLText() const { return m_baseText; }
     const QUrl& baseURL() const { return m_base; }
 
     // Up to four lists: the titles at once, then the same items after each of the first three

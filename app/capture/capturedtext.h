@@ -2,7 +2,6 @@
 
 #include "LookupCore/textspan.h"
 
-#include <QJsonObject>
 #include <QString>
 #include <optional>
 
@@ -13,10 +12,6 @@ struct CapturedText {
     TextSpan span;
     std::optional<QString> app;
     QString method;
-
-    // {"span": {"word", "sentence"}, "app", "method"}; "app" left out when absent.
-    QJsonObject toJson() const;
-    static std::optional<CapturedText> fromJson(const QJsonObject& object);
 
     friend bool operator==(const CapturedText&, const CapturedText&) = default;
 };

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <QJsonObject>
 #include <QString>
 #include <optional>
 
@@ -10,12 +9,6 @@ struct LookupQuery {
     QString term;
     std::optional<QString> context;
     std::optional<QString> appName;
-
-    // "term" always; "context" and "appName" only when present.
-    QJsonObject toJson() const;
-    // Fails (nothing) when "term" is missing or not a string. Unknown keys are ignored;
-    // an optional key that is not a string reads as absent.
-    static std::optional<LookupQuery> fromJson(const QJsonObject& object);
 
     friend bool operator==(const LookupQuery&, const LookupQuery&) = default;
 };

@@ -26,14 +26,6 @@ RecallModel RecallModel::current(const Preferences& preferences)
     return raw ? fromRawValue(*raw).value_or(onDevice) : onDevice;
 }
 
-bool RecallModel::hasPrivateCloudEntitlement()
-{
-    // Entitlements are granted to signed applications of another platform; no process here
-    // carries one. Kept as a query so callers read like the platforms that have it.
-    static const bool entitled = false;
-    return entitled;
-}
-
 QString RecallModel::rawValue() const
 {
     switch (m_value) {

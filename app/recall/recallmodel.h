@@ -26,8 +26,6 @@ public:
     static std::optional<RecallModel> fromRawValue(const QString& rawValue);
     // The model named by "recall.model"; missing or unknown values give onDevice.
     static RecallModel current(const Preferences& preferences = Preferences::standard());
-    // Private Cloud Compute needs an entitlement no Linux process has.
-    static bool hasPrivateCloudEntitlement();
 
     Case value() const { return m_value; }
     QString rawValue() const;

@@ -106,7 +106,6 @@ TEST_F(RecallModelTest, StatusOfTheRemoteAndPrivateCloudModels)
     prefs.setValue(u"recall.custom.baseURL"_s, u"http://127.0.0.1:8080/v1"_s);
     EXPECT_EQ(custom.status(prefs), u"qwen"_s) << "custom needs no key";
 
-    EXPECT_FALSE(RecallModel::hasPrivateCloudEntitlement());
     EXPECT_EQ(RecallModel(RecallModel::privateCloud).status(prefs), u"Not available on Linux"_s);
 }
 

@@ -25,11 +25,6 @@ GenerationSchema GenerationSchema::object(const QString& name,
     return GenerationSchema(json);
 }
 
-GenerationSchema GenerationSchema::fromJson(const QJsonObject& json)
-{
-    return GenerationSchema(json);
-}
-
 QJsonObject GenerationSchema::stringType()
 {
     return QJsonObject{{QStringLiteral("type"), QStringLiteral("string")}};

@@ -23,13 +23,10 @@ public:
     GenerationSchema() = default;
     static GenerationSchema object(const QString& name, const std::optional<QString>& description,
                                    const QList<Property>& properties);
-    // Any JSON Schema object given whole.
-    static GenerationSchema fromJson(const QJsonObject& json);
 
     static QJsonObject stringType();
     static QJsonObject arrayOf(const QJsonObject& items);
 
-    QString name() const { return m_json.value(QStringLiteral("title")).toString(); }
     // The schema as JSON, ready to embed in a request.
     const QJsonObject& json() const { return m_json; }
 
