@@ -11,26 +11,27 @@
 #include <gtest/gtest.h>
 #include <mutex>
 
+using namespace Qt::Literals::StringLiterals;
+
 namespace {
 
 using Server = ChatCompletionsServer;
 
-const QString kNote =
-    QStringLiteral("Defined without its sentence: the local model declined the sentence.");
+const QString kNote = u"Defined without its sentence: the local model declined the sentence."_s;
 
 LookupItem gloss(const QString& term, std::optional<QString> detail, const QString& body)
 {
-    return LookupItem{QStringLiteral("gloss"), term, std::move(detail), body, std::nullopt};
+    return LookupItem{u"gloss"_s, term, std::move(detail), body, std::nullopt};
 }
 
 // The user message of a chat request: the prompt, then the schema the answer must follow.
 QString promptOf(const QJsonObject& request)
 {
-    const QJsonArray messages = request.value(QStringLiteral("messages")).toArray();
+    const QJsonArray messages = request.value(u"messages"_s).toArray();
     for (const QJsonValue& message : messages) {
-        if (message[QStringLiteral("role")] == QStringLiteral("user")) {
-            const QString content = message[QStringLiteral("content")].toString();
-            return content.left(content.indexOf(QStringLiteral("\nAnswer with one JSON object")));
+        if (message[u"role"_s] == u"user"_s) {
+            const QString content = message[u"content"_s].toString();
+            return content.left(content.indexOf(u"\nAnswer with one JSON object"_s));
         }
     }
     return {};
@@ -40,9 +41,9 @@ class AppleIntelligenceBackendTest : public ::testing::Test {
 protected:
     AppleIntelligenceBackendTest()
     {
-        preferences.setValue(QStringLiteral("localModel.baseURL"), server.base());
-        preferences.setValue(QStringLiteral("localModel.name"), QStringLiteral("llama3.2"));
-        server.listModels({QStringLiteral("qwen3:8b"), QStringLiteral("llama3.2:latest")});
+        preferences.setValue(u"localModel.baseURL"_s, server.base());
+        preferences.setValue(u"localModel.name"_s, u"llama3.2"_s);
+        server.listModels({u"qwen3:8b"_s, u"llama3.2:latest"_s});
     }
 
     LookupStream lookup(const QString& term, std::optional<QString> context = std::nullopt) const
@@ -64,10 +65,9 @@ protected:
     }
 
     QTemporaryDir dir;
-    Preferences preferences{dir.filePath(QStringLiteral("peekwell.conf"))};
+    Preferences preferences{dir.filePath(u"peekwell.conf"_s)};
     Server server;
-    AppleIntelligenceBackend backend{BackendInfo{QStringLiteral("apple"), QStringLiteral("Answer"),
-                                                 QStringLiteral("sparkles"), 20},
+    AppleIntelligenceBackend backend{BackendInfo{u"apple"_s, u"Answer"_s, u"sparkles"_s, 20},
                                      preferences};
 };
 
@@ -75,63 +75,56 @@ TEST_F(AppleIntelligenceBackendTest, GlossGrowsFieldByFieldIntoOneItem)
 {
     server.script({Server::answer({R"({"partOfSpeech":"verb")", R"(,"meaning":"Cut with)",
                                    R"( a blade.")", R"(,"synonyms":["cut")", R"(,"sever"]})"})});
-    const QList<LookupItems> lists =
-        lookup(QStringLiteral("saw"), QStringLiteral("She saw the plank in half.")).waitForAll();
+    const QList<LookupItems> lists = lookup(u"saw"_s, u"She saw the plank in half."_s).waitForAll();
 
-    const QString saw = QStringLiteral("saw");
-    const QString verb = QStringLiteral("verb");
+    const QString saw = u"saw"_s;
+    const QString verb = u"verb"_s;
     const QList<LookupItems> expected{
         {gloss(saw, verb, QString())},
-        {gloss(saw, verb, QStringLiteral("Cut with"))},
-        {gloss(saw, verb, QStringLiteral("Cut with a blade."))},
-        {gloss(saw, verb, QStringLiteral("Cut with a blade.\n\nSimilar: cut"))},
-        {gloss(saw, verb, QStringLiteral("Cut with a blade.\n\nSimilar: cut, sever"))},
+        {gloss(saw, verb, u"Cut with"_s)},
+        {gloss(saw, verb, u"Cut with a blade."_s)},
+        {gloss(saw, verb, u"Cut with a blade.\n\nSimilar: cut"_s)},
+        {gloss(saw, verb, u"Cut with a blade.\n\nSimilar: cut, sever"_s)},
     };
     EXPECT_EQ(lists, expected);
 
     const QList<QJsonObject> requests = server.chatRequests();
     ASSERT_EQ(requests.size(), 1);
-    EXPECT_EQ(promptOf(requests[0]),
-              QStringLiteral("WORD: saw\nSENTENCE: She saw the plank in half."));
-    EXPECT_FALSE(requests[0].contains(QStringLiteral("tools")));
+    EXPECT_EQ(promptOf(requests[0]), u"WORD: saw\nSENTENCE: She saw the plank in half."_s);
+    EXPECT_FALSE(requests[0].contains(u"tools"_s));
     // The schema travels in the prompt, with its descriptions.
-    const QString content =
-        requests[0][QStringLiteral("messages")][1][QStringLiteral("content")].toString();
-    EXPECT_TRUE(content.contains(QStringLiteral("Two or three synonyms that fit this sentence")));
+    const QString content = requests[0][u"messages"_s][1][u"content"_s].toString();
+    EXPECT_TRUE(content.contains(u"Two or three synonyms that fit this sentence"_s));
 
     // No synonyms: no "Similar" line.
     server.script(
         {Server::answer({R"({"partOfSpeech":"noun","meaning":"A tool.","synonyms":[]})"})});
     const QList<LookupItems> bare = lookup(saw).waitForAll();
     ASSERT_FALSE(bare.isEmpty());
-    EXPECT_EQ(bare.last(),
-              LookupItems{gloss(saw, QStringLiteral("noun"), QStringLiteral("A tool."))});
+    EXPECT_EQ(bare.last(), LookupItems{gloss(saw, u"noun"_s, u"A tool."_s)});
 }
 
 TEST_F(AppleIntelligenceBackendTest, DeclinedSentenceIsGlossedAgainWithoutIt)
 {
     server.script({Server::stream({Server::text(R"({"partOfSpeech":"noun")"),
-                                   Server::chunk(QJsonObject{}, QStringLiteral("content_filter"))}),
+                                   Server::chunk(QJsonObject{}, u"content_filter"_s)}),
                    Server::answer({R"({"partOfSpeech":"noun","meaning":"A weapon.")",
                                    R"(,"synonyms":["arm"]})"})});
-    const QString term = QStringLiteral("gun");
-    const QList<LookupItems> lists =
-        lookup(term, QStringLiteral("He drew a gun on the clerk.")).waitForAll();
+    const QString term = u"gun"_s;
+    const QList<LookupItems> lists = lookup(term, u"He drew a gun on the clerk."_s).waitForAll();
 
     ASSERT_GE(lists.size(), 2);
-    EXPECT_EQ(lists.first(), LookupItems{gloss(term, QStringLiteral("noun"), QString())})
+    EXPECT_EQ(lists.first(), LookupItems{gloss(term, u"noun"_s, QString())})
         << "the first run's items are shown until the second run replaces them";
     for (const LookupItems& list : lists.mid(1))
-        EXPECT_TRUE(list.value(0).body.value_or("").endsWith(QStringLiteral("\n\n") + kNote));
+        EXPECT_TRUE(list.value(0).body.value_or("").endsWith(u"\n\n"_s + kNote));
     EXPECT_EQ(lists.last(),
-              LookupItems{gloss(term, QStringLiteral("noun"),
-                                QStringLiteral("A weapon.\n\nSimilar: arm\n\n") + kNote)});
+              LookupItems{gloss(term, u"noun"_s, u"A weapon.\n\nSimilar: arm\n\n"_s + kNote)});
 
     const QList<QJsonObject> requests = server.chatRequests();
     ASSERT_EQ(requests.size(), 2);
-    EXPECT_EQ(promptOf(requests[0]),
-              QStringLiteral("WORD: gun\nSENTENCE: He drew a gun on the clerk."));
-    EXPECT_EQ(promptOf(requests[1]), QStringLiteral("WORD: gun"));
+    EXPECT_EQ(promptOf(requests[0]), u"WORD: gun\nSENTENCE: He drew a gun on the clerk."_s);
+    EXPECT_EQ(promptOf(requests[1]), u"WORD: gun"_s);
 }
 
 TEST_F(AppleIntelligenceBackendTest, DeclinedWordAloneFailsWithoutRetry)
@@ -140,40 +133,38 @@ TEST_F(AppleIntelligenceBackendTest, DeclinedWordAloneFailsWithoutRetry)
     const auto refusal =
         GenerationError(GenerationError::Kind::GuardrailViolation).localizedDescription();
     server.script({declined, Server::answer({R"({"partOfSpeech":"noun","meaning":"x"})"})});
-    EXPECT_EQ(failure(lookup(QStringLiteral("gun"))), refusal);
+    EXPECT_EQ(failure(lookup(u"gun"_s)), refusal);
     EXPECT_EQ(server.chatRequests().size(), 1);
     // A retry that is declined again fails the tab as well.
     server.script({declined});
-    EXPECT_EQ(failure(lookup(QStringLiteral("gun"), QStringLiteral("A gun."))), refusal);
+    EXPECT_EQ(failure(lookup(u"gun"_s, u"A gun."_s)), refusal);
     EXPECT_EQ(server.chatRequests().size(), 3);
 }
 
 TEST_F(AppleIntelligenceBackendTest, WithoutTheModelTheDictionaryAnswersAtOnce)
 {
     // No server at all: the sense the sentence means, and where to get the model's answer.
-    const QString closed =
-        QStringLiteral("http://127.0.0.1:%1/v1").arg(HttpTestServer::closedPort());
-    preferences.setValue(QStringLiteral("localModel.baseURL"), closed);
-    const QString start = QStringLiteral("Start a local model server at ") + closed;
-    EXPECT_EQ(lookup(QStringLiteral("Spring"),
+    const QString closed = u"http://127.0.0.1:%1/v1"_s.arg(HttpTestServer::closedPort());
+    preferences.setValue(u"localModel.baseURL"_s, closed);
+    const QString start = u"Start a local model server at "_s + closed;
+    EXPECT_EQ(lookup(u"Spring"_s,
                      QStringLiteral("We filled our bottles at a spring in the hills where cold "
                                     "water comes out of the ground."))
                   .waitForAll(),
               QList<LookupItems>{{gloss(
-                  QStringLiteral("Spring"), QStringLiteral("noun"),
+                  u"Spring"_s, u"noun"_s,
                   QStringLiteral("A natural flow of ground water.\n\nSimilar: fountain, outflow, "
                                  "outpouring, natural spring\n\nFrom the WordNet dictionary. ") +
-                      start + QStringLiteral(" for an answer written for this sentence."))}});
+                      start + u" for an answer written for this sentence."_s)}});
     // A word WordNet lacks fails as before.
-    EXPECT_EQ(failure(lookup(QStringLiteral("Straße"), QStringLiteral("Die Straße ist lang."))),
-              start);
+    EXPECT_EQ(failure(lookup(u"Straße"_s, u"Die Straße ist lang."_s)), start);
 
     // A running server without the model: its own advice, and no chat.
-    preferences.setValue(QStringLiteral("localModel.baseURL"), server.base());
-    server.listModels({QStringLiteral("qwen3:8b")});
-    const QList<LookupItems> lists = lookup(QStringLiteral("spring")).waitForAll();
+    preferences.setValue(u"localModel.baseURL"_s, server.base());
+    server.listModels({u"qwen3:8b"_s});
+    const QList<LookupItems> lists = lookup(u"spring"_s).waitForAll();
     ASSERT_EQ(lists.size(), 1);
-    EXPECT_EQ(lists[0].value(0).detail, QStringLiteral("noun"));
+    EXPECT_EQ(lists[0].value(0).detail, u"noun"_s);
     EXPECT_TRUE(lists[0].value(0).body.value_or("").endsWith(
         QStringLiteral("\n\nFrom the WordNet dictionary. Pull the model llama3.2 into the local "
                        "model server for an answer written by a language model.")));
@@ -205,21 +196,20 @@ private:
 
 TEST_F(AppleIntelligenceBackendTest, DamagedDictionaryFilesFailAsBeforeAndAreNamedInTheLog)
 {
-    const QString closed =
-        QStringLiteral("http://127.0.0.1:%1/v1").arg(HttpTestServer::closedPort());
-    preferences.setValue(QStringLiteral("localModel.baseURL"), closed);
-    const QDir installed(QStringLiteral("/usr/share/wordnet"));
+    const QString closed = u"http://127.0.0.1:%1/v1"_s.arg(HttpTestServer::closedPort());
+    preferences.setValue(u"localModel.baseURL"_s, closed);
+    const QDir installed(u"/usr/share/wordnet"_s);
     const QStringList files = installed.entryList({"index.*", "data.*", "*.exc", "cntlist.rev"});
     ASSERT_EQ(files.size(), 13);
 
     // A copy of the dictionary with one file missing, and one with data.noun cut at a line
     // break halfway (its lines are whole, but the index points past its end).
-    QFile noun(installed.filePath(QStringLiteral("data.noun")));
+    QFile noun(installed.filePath(u"data.noun"_s));
     ASSERT_TRUE(noun.open(QIODevice::ReadOnly));
     QByteArray half = noun.read(noun.size() / 2);
     half.truncate(half.lastIndexOf('\n') + 1);
-    for (const auto& [damaged, contents] : {std::pair{QStringLiteral("index.verb"), QByteArray()},
-                                            std::pair{QStringLiteral("data.noun"), half}}) {
+    for (const auto& [damaged, contents] :
+         {std::pair{u"index.verb"_s, QByteArray()}, std::pair{u"data.noun"_s, half}}) {
         QTemporaryDir copy;
         for (const QString& file : files) {
             if (file != damaged) {
@@ -234,9 +224,9 @@ TEST_F(AppleIntelligenceBackendTest, DamagedDictionaryFilesFailAsBeforeAndAreNam
         qputenv("PEEKWELL_WORDNET_DIR", copy.path().toUtf8());
         WarningLog log;
         // The first sense of "bank" lies in the second half of data.noun.
-        const std::optional<QString> failed = failure(lookup(QStringLiteral("bank")));
+        const std::optional<QString> failed = failure(lookup(u"bank"_s));
         qunsetenv("PEEKWELL_WORDNET_DIR");
-        EXPECT_EQ(failed, QStringLiteral("Start a local model server at ") + closed);
+        EXPECT_EQ(failed, u"Start a local model server at "_s + closed);
         const QStringList warnings = log.lines();
         EXPECT_EQ(warnings.filter(copy.filePath(damaged)).size(), 1)
             << warnings.join('\n').toStdString();
@@ -254,21 +244,20 @@ TEST_F(AppleIntelligenceBackendTest, PrewarmAsksOllamaToLoadTheModel)
             list.append(QString::fromUtf8(request.method + ' ' + request.path()));
         return list;
     };
-    EXPECT_EQ(paths(),
-              (QStringList{QStringLiteral("GET /v1/models"), QStringLiteral("GET /api/version")}));
+    EXPECT_EQ(paths(), (QStringList{u"GET /v1/models"_s, u"GET /api/version"_s}));
 
     http.on("/api/version", HttpTestServer::Reply::json(QJsonObject{{"version", "0.5.7"}}));
     http.on("/api/generate", HttpTestServer::Reply::json(QJsonObject{{"done", true}}));
     AppleIntelligenceBackend::prewarm(preferences).waitForFinished();
     ASSERT_EQ(paths().size(), 5);
-    EXPECT_EQ(paths().last(), QStringLiteral("POST /api/generate"));
+    EXPECT_EQ(paths().last(), u"POST /api/generate"_s);
     EXPECT_EQ(http.requests().last().json(), (QJsonObject{{"model", "llama3.2"}}));
 
     // Nothing is loaded while the model is not there.
-    server.listModels({QStringLiteral("qwen3:8b")});
+    server.listModels({u"qwen3:8b"_s});
     AppleIntelligenceBackend::prewarm(preferences).waitForFinished();
     EXPECT_EQ(paths().size(), 6);
-    EXPECT_EQ(paths().last(), QStringLiteral("GET /v1/models"));
+    EXPECT_EQ(paths().last(), u"GET /v1/models"_s);
     EXPECT_TRUE(server.chatRequests().isEmpty());
 }
 
@@ -278,7 +267,7 @@ TEST_F(AppleIntelligenceBackendTest, CancellingTheLookupHangsUpOnTheModel)
                        .line(Server::text(R"({"partOfSpeech":"noun")"))
                        .line("")
                        .neverEnd()});
-    LookupStream stream = lookup(QStringLiteral("saw"), QStringLiteral("A saw."));
+    LookupStream stream = lookup(u"saw"_s, u"A saw."_s);
     ASSERT_TRUE(server.http().waitForRequests(2)); // the model list, then the chat
     stream.cancel();
     QFuture<LookupItems> future = stream.future();
