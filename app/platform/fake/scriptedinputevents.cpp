@@ -17,9 +17,3 @@ bool ScriptedInputEvents::feed(int type, int stage, const QPointF& at)
     event.target.screen = at;
     return deliver(event);
 }
-
-void ScriptedInputEvents::drop()
-{
-    m_installed = false;
-    Q_EMIT disabled();
-}

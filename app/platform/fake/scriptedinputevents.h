@@ -18,8 +18,6 @@ public:
 
     // One event through the handler; its verdict.
     bool feed(int type, int stage = 0, const QPointF& at = {});
-    // Drops the stream as a broken connection would: not installed, disabled() emitted.
-    void drop();
 
 private:
     bool m_installed = false;
