@@ -32,18 +32,4 @@ TEST(PanelStyleTest, AppearanceFollowsGtkUnlessOverridden)
     EXPECT_EQ(PanelStyle::systemAppearance(), Appearance::Dark);
 }
 
-TEST(PanelStyleTest, TextLevelsStepDownInBothAppearances)
-{
-    for (Appearance appearance : {Appearance::Light, Appearance::Dark}) {
-        const PanelStyle style = PanelStyle::forAppearance(appearance);
-        EXPECT_GT(style.label.alphaF(), style.secondaryLabel.alphaF());
-        EXPECT_GT(style.secondaryLabel.alphaF(), style.tertiaryLabel.alphaF());
-        EXPECT_GT(style.tertiaryLabel.alphaF(), style.quaternaryLabel.alphaF());
-        // Text contrasts with the panel it is drawn on.
-        const int text = style.label.lightness();
-        const int panel = style.panelBackgroundOpaque.lightness();
-        EXPECT_GT(std::abs(text - panel), 150);
-    }
-}
-
 } // namespace

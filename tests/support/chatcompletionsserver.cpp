@@ -31,13 +31,8 @@ void ChatCompletionsServer::listModels(const QStringList& ids)
 
 QList<HttpTestServer::Request> ChatCompletionsServer::rawChatRequests() const
 {
-    // A list of its own, made under the lock: the server thread appends to the recorded one.
-    std::lock_guard lock(m_mutex);
-    QList<HttpTestServer::Request> copy;
-    copy.reserve(m_requests.size());
-    for (const HttpTestServer::Request& request : m_requests)
-        copy.append(request);
-    return copy;
+    std::lock_guard lock(m_mutex); // the copy is made before the lock goes
+    return m_requests;
 }
 
 QList<QJsonObject> ChatCompletionsServer::chatRequests() const
@@ -98,7 +93,7 @@ ChatCompletionsServer::Reply ChatCompletionsServer::stream(const QList<QByteArra
     Reply reply = Reply::stream();
     for (const QByteArray& line : lines)
         reply.line(line).line("");
-    reply.line(done);
+    reply.line("data: [DONE]");
     return reply;
 }
 

@@ -42,7 +42,6 @@ public:
     static QJsonObject call(std::optional<int> index, std::optional<QString> id,
                             std::optional<QString> name, std::optional<QString> arguments);
     static QByteArray calls(const QList<QJsonObject>& calls);
-    static constexpr const char* done = "data: [DONE]";
 
     // A whole streamed turn: the lines, then "[DONE]".
     static Reply stream(const QList<QByteArray>& lines);
