@@ -33,18 +33,6 @@ const LookupModel::Tab& tab(const LookupModel& model, const QString& id)
     throw std::runtime_error("no tab");
 }
 
-TEST(LookupModelTest, TabsStartLoadingInSourceOrderWithTheFirstSelected)
-{
-    LookupModel model(kQuery, {scripted(u"b"_s, 5, {S::hang()}), scripted(u"a"_s, 5, {S::hang()})});
-    ASSERT_EQ(model.tabs().size(), 2);
-    EXPECT_EQ(model.tabs()[0].id, u"b"_s);
-    EXPECT_EQ(model.tabs()[0].title, u"B"_s);
-    EXPECT_EQ(model.tabs()[1].id, u"a"_s);
-    EXPECT_EQ(model.tabs()[0].phase, LookupModel::Phase::Loading);
-    EXPECT_EQ(model.selected(), u"b"_s);
-    EXPECT_FALSE(model.isFinished());
-}
-
 // How a source's script ends its tab: the phase as reported, the items that stay and when the
 // first list with items came.
 TEST(LookupModelTest, EachWayASourceEndsGivesItsPhaseItemsAndTimings)

@@ -14,30 +14,8 @@ protected:
     QString file = dir.path() + QStringLiteral("/peekwell.conf");
 };
 
-TEST_F(PreferencesTest, StoredValuesWinOverRegisteredDefaults)
-{
-    Preferences prefs(file);
-    prefs.registerDefaults({{QStringLiteral("backend.wikipedia"), true},
-                            {QStringLiteral("enabled"), true},
-                            {QStringLiteral("recall.model"), QStringLiteral("onDevice")}});
-    EXPECT_TRUE(prefs.boolValue(QStringLiteral("backend.wikipedia")));
-    EXPECT_FALSE(prefs.isStored(QStringLiteral("enabled")));
-
-    prefs.setValue(QStringLiteral("backend.wikipedia"), false);
-    prefs.setValue(QStringLiteral("recall.model"), QStringLiteral("claude"));
-    EXPECT_FALSE(prefs.boolValue(QStringLiteral("backend.wikipedia")));
-    EXPECT_EQ(prefs.stringValue(QStringLiteral("recall.model")), QStringLiteral("claude"));
-
-    prefs.remove(QStringLiteral("recall.model"));
-    EXPECT_EQ(prefs.stringValue(QStringLiteral("recall.model")), QStringLiteral("onDevice"));
-
-    // Missing keys are nothing; an empty text is a text.
-    EXPECT_FALSE(prefs.stringValue(QStringLiteral("missing")).has_value());
-    EXPECT_FALSE(prefs.boolValue(QStringLiteral("missing")));
-    prefs.setValue(QStringLiteral("recall.custom.baseURL"), QString());
-    EXPECT_EQ(prefs.stringValue(QStringLiteral("recall.custom.baseURL")), QString());
-}
-
+// Stored values over registered defaults, and the fall-back when one is removed, are what every
+// settings test relies on (backends_test.cpp, menuview_test.cpp); here the file.
 TEST_F(PreferencesTest, WritesGoThroughToAReadableIniFileAndOutsideEditsAreSeen)
 {
     Preferences prefs(file);
