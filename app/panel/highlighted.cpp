@@ -47,23 +47,6 @@ AttributedText highlighted(const QString& text, const QString& term)
     return result;
 }
 
-QString AttributedText::toHtml() const
-{
-    auto escaped = [](const QString& piece) {
-        return piece.toHtmlEscaped().replace(QLatin1Char('\n'), QStringLiteral("<br>"));
-    };
-    QString html;
-    qsizetype at = 0;
-    for (const Range& range : emphasised) {
-        html += escaped(text.mid(at, range.start - at));
-        html += QStringLiteral("<b>") + escaped(text.mid(range.start, range.length)) +
-                QStringLiteral("</b>");
-        at = range.start + range.length;
-    }
-    html += escaped(text.mid(at));
-    return html;
-}
-
 QList<QTextLayout::FormatRange> AttributedText::formats(const QFont& font) const
 {
     QList<QTextLayout::FormatRange> result;

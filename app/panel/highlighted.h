@@ -15,8 +15,6 @@ struct AttributedText {
     QString text;
     QList<Range> emphasised; // ascending, never overlapping
 
-    // Rich text for QLabel: the text escaped, emphasised ranges in <b>, line breaks kept.
-    QString toHtml() const;
     // The ranges as layout formats that make their text bold in `font`'s family and size.
     QList<QTextLayout::FormatRange> formats(const QFont& font) const;
     // The emphasised pieces of text, in order (for tests and reports).

@@ -29,10 +29,4 @@ TEST(HighlightedTest, MatchesIgnoreCaseAndDiacriticsAndNeverOverlap)
               (QList<AttributedText::Range>{{0, 2}, {2, 2}}));
 }
 
-TEST(HighlightedTest, HtmlEscapesTheTextAndKeepsLineBreaks)
-{
-    const AttributedText text = highlighted(u"a <b>word</b>\nword & more"_s, u"word"_s);
-    EXPECT_EQ(text.toHtml(), u"a &lt;b&gt;<b>word</b>&lt;/b&gt;<br><b>word</b> &amp; more"_s);
-}
-
 } // namespace

@@ -41,16 +41,6 @@ void TextBlock::setMaxLines(int lines)
     update();
 }
 
-qreal TextBlock::firstBaseline() const
-{
-    return TextLines(m_text, m_font, std::max(width(), 1), m_maxLines).firstBaseline();
-}
-
-int TextBlock::lineCount() const
-{
-    return TextLines(m_text, m_font, std::max(width(), 1), m_maxLines).lineCount();
-}
-
 int TextBlock::heightForWidth(int width) const
 {
     if (m_text.text.isEmpty())

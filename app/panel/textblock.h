@@ -21,11 +21,6 @@ public:
     void setColor(const QColor& color);
     void setMaxLines(int lines); // 0: as many as needed
 
-    // Distance from the top to the first baseline, for lining up with other text.
-    qreal firstBaseline() const;
-    // The lines the text takes at the current width.
-    int lineCount() const;
-
     bool hasHeightForWidth() const override { return true; }
     int heightForWidth(int width) const override;
     QSize sizeHint() const override;

@@ -1,14 +1,5 @@
 #include "platform/http.h"
 
-QByteArray HttpResponse::header(QByteArrayView name) const
-{
-    for (const auto& [key, value] : headers) {
-        if (key.compare(name, Qt::CaseInsensitive) == 0)
-            return value;
-    }
-    return {};
-}
-
 namespace {
 
 QString describe(HttpError::Kind kind)

@@ -22,15 +22,10 @@ struct HttpRequest {
     double timeout = 60;
 };
 
-// The head of the final response (after redirects) and, from Http::send, its whole body.
+// The status of the final response (after redirects) and, from Http::send, its whole body.
 struct HttpResponse {
-    int status = 0; // 0 when the answer was not HTTP
-    QUrl url;       // where the answer came from, after redirects
-    HttpHeaders headers;
+    int status = 0;  // 0 when the answer was not HTTP
     QByteArray body; // empty from Http::lines
-
-    // The first header of that name, compared without regard to case; empty when absent.
-    QByteArray header(QByteArrayView name) const;
 };
 
 // A transport failure: no HTTP answer came back whole. An HTTP status of any value is not an

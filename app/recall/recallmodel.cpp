@@ -85,13 +85,6 @@ std::optional<QString> RecallModel::keyAccount() const
     }
 }
 
-std::optional<QString> RecallModel::environmentVariable() const
-{
-    if (const auto account = keyAccount())
-        return Keychain::environmentVariable(*account);
-    return std::nullopt;
-}
-
 QString RecallModel::modelName(const Preferences& preferences) const
 {
     return preferences.stringValue(Pref::modelName(rawValue())).value_or(defaultModelName());

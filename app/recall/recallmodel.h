@@ -34,9 +34,8 @@ public:
     // the platform models.
     std::optional<QString> displayName() const;
     QString defaultModelName() const;
-    // The keyring account of the model's API key, and the variable that overrides it.
+    // The keyring account of the model's API key.
     std::optional<QString> keyAccount() const;
-    std::optional<QString> environmentVariable() const;
 
     // The stored name under Pref::modelName(rawValue()), else the default; a stored empty name
     // is used as it is.

@@ -14,9 +14,4 @@ QPointF originOf(const WindowFacts& window, Origin origin)
     return content.isEmpty() ? window.buffer.topLeft() : content.topLeft();
 }
 
-QPointF fromScreen(const WindowFacts& window, const QPointF& screen, Origin origin)
-{
-    return screen - originOf(window, origin);
-}
-
 } // namespace WindowPoint

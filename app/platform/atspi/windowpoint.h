@@ -17,13 +17,10 @@ enum class Origin {
     Surface,
 };
 
-// The point relative to the window's origin. With window-manager decorations the frame holds
+// The window's origin in screen coordinates. With window-manager decorations the frame holds
 // the buffer and the content starts at the buffer; with client-side decorations the buffer
 // (shadows included) holds the frame and the content starts at the frame: in both cases at
 // the corner of frame ∩ buffer. An empty buffer counts as the frame.
-QPointF fromScreen(const WindowFacts& window, const QPointF& screen, Origin origin);
-
-// The top-left corner fromScreen() counts from, in screen coordinates.
 QPointF originOf(const WindowFacts& window, Origin origin);
 
 } // namespace WindowPoint

@@ -10,7 +10,7 @@ TEST(WindowPointTest, DecoratedWindowCountsFromItsClientArea)
     const WindowFacts window{42, QStringLiteral("Editor"), QRectF(100, 50, 600, 430),
                              QRectF(102, 80, 596, 398)};
     for (const Origin origin : {Origin::Content, Origin::Surface})
-        EXPECT_EQ(WindowPoint::fromScreen(window, QPointF(302, 180), origin), QPointF(200, 100));
+        EXPECT_EQ(WindowPoint::originOf(window, origin), QPointF(102, 80));
 }
 
 // A window that draws its own title bar and a 24-px shadow: the buffer holds the frame.
@@ -18,11 +18,8 @@ TEST(WindowPointTest, ClientDecoratedWindowCountsFromItsVisibleFrameOrItsSurface
 {
     const WindowFacts window{42, QStringLiteral("Editor"), QRectF(124, 74, 600, 400),
                              QRectF(100, 50, 648, 448)};
-    EXPECT_EQ(WindowPoint::fromScreen(window, QPointF(324, 174), Origin::Content),
-              QPointF(200, 100));
-    EXPECT_EQ(WindowPoint::fromScreen(window, QPointF(324, 174), Origin::Surface),
-              QPointF(224, 124));
+    EXPECT_EQ(WindowPoint::originOf(window, Origin::Content), QPointF(124, 74));
+    EXPECT_EQ(WindowPoint::originOf(window, Origin::Surface), QPointF(100, 50));
     const WindowFacts noBuffer{42, {}, QRectF(124, 74, 600, 400), QRectF()};
-    EXPECT_EQ(WindowPoint::fromScreen(noBuffer, QPointF(324, 174), Origin::Surface),
-              QPointF(200, 100));
+    EXPECT_EQ(WindowPoint::originOf(noBuffer, Origin::Surface), QPointF(124, 74));
 }

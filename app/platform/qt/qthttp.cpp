@@ -59,9 +59,6 @@ HttpResponse headOf(QNetworkReply* reply)
     HttpResponse head;
     const QVariant status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
     head.status = status.isValid() ? status.toInt() : 0;
-    head.url = reply->url();
-    for (const auto& pair : reply->rawHeaderPairs())
-        head.headers.append({pair.first, pair.second});
     return head;
 }
 

@@ -73,10 +73,10 @@ protected:
 
 // What goes out (method, target, headers, body) and error statuses read whole or by lines are
 // proven through the sources and the model executor, which all call this client.
-TEST_F(HttpTest, TheAnswerComesWholeWithItsStatusAndHeaders)
+TEST_F(HttpTest, TheAnswerComesWholeWithItsStatus)
 {
     server.on("/echo", [](const HttpTestServer::Request& request) {
-        return Reply::text(201, "got " + request.body).header("X-Answer", "yes");
+        return Reply::text(201, "got " + request.body);
     });
     HttpRequest request = get(server.url(u"/echo?x=1"_s));
     request.method = "POST";
@@ -84,8 +84,6 @@ TEST_F(HttpTest, TheAnswerComesWholeWithItsStatusAndHeaders)
     const HttpResponse response = http.send(request);
     EXPECT_EQ(response.status, 201);
     EXPECT_EQ(response.body, QByteArray(R"(got {"a":1})"));
-    EXPECT_EQ(response.header("x-answer"), QByteArray("yes"));
-    EXPECT_EQ(response.header("X-Missing"), QByteArray());
     EXPECT_EQ(server.requests().value(0).target, QByteArray("/echo?x=1"));
 }
 
@@ -98,7 +96,6 @@ TEST_F(HttpTest, RedirectsAreFollowedUntilTheyLoop)
     const HttpResponse response = http.send(get(server.url(u"/old"_s)));
     EXPECT_EQ(response.status, 200);
     EXPECT_EQ(response.body, QByteArray("here"));
-    EXPECT_EQ(response.url, server.url(u"/newest"_s));
     // QtNetwork may send a redirected request twice when it drops the connection the
     // redirect came on; what counts is the way from the old address to the newest.
     QList<QByteArray> way;
@@ -126,7 +123,6 @@ TEST_F(HttpTest, LinesEndAtLfCrOrCrLfEvenWhenSplitAcrossPieces)
     EXPECT_EQ(linesOf("/lines", 10, &head),
               (QList<QByteArray>{"one", "two", "three", "four", "", "five", "", "six"}));
     EXPECT_EQ(head.status, 200);
-    EXPECT_EQ(head.header("Content-Type"), QByteArray("text/event-stream"));
 
     server.on("/empty", Reply::text(200, {}));
     EXPECT_TRUE(linesOf("/empty").isEmpty());
