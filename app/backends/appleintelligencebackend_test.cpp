@@ -167,6 +167,9 @@ TEST_F(AppleIntelligenceBackendTest, WithoutTheModelTheDictionaryAnswersAtOnce)
     // A word WordNet lacks fails as before.
     EXPECT_EQ(failure(lookup(QStringLiteral("Straße"), QStringLiteral("Die Straße ist lang."))),
               start);
+    // The menu says both what to do and who answers meanwhile.
+    EXPECT_EQ(AppleIntelligenceBackend::status(preferences),
+              start + QStringLiteral(" · WordNet answers meanwhile"));
 
     // A running server without the model: its own advice, and no chat.
     preferences.setValue(QStringLiteral("localModel.baseURL"), server.base());
@@ -235,7 +238,11 @@ TEST_F(AppleIntelligenceBackendTest, DamagedDictionaryFilesFailAsBeforeAndAreNam
         WarningLog log;
         // The first sense of "bank" lies in the second half of data.noun.
         const std::optional<QString> failed = failure(lookup(QStringLiteral("bank")));
+        const QString status = AppleIntelligenceBackend::status(preferences);
         qunsetenv("PEEKWELL_WORDNET_DIR");
+        if (damaged == QStringLiteral("index.verb"))
+            EXPECT_EQ(status, QStringLiteral("Start a local model server at ") + closed)
+                << "a dictionary that does not open answers nothing";
         EXPECT_EQ(failed, QStringLiteral("Start a local model server at ") + closed);
         const QStringList warnings = log.lines();
         EXPECT_EQ(warnings.filter(copy.filePath(damaged)).size(), 1)

@@ -10,7 +10,6 @@
 #include "panel/lookuppanelcontroller.h"
 #include "platform/preferences.h"
 #include "platform/x11/x11activewindow.h"
-#include "recall/recallmodel.h"
 
 #include <QCoreApplication>
 #include <QCursor>
@@ -68,7 +67,7 @@ AppStatus::AppStatus(Hooks hooks, QObject* parent)
     if (!h.listenerSource)
         h.listenerSource = &ForceClick::sourceName;
     if (!h.appleModel)
-        h.appleModel = [] { return RecallModel(RecallModel::onDevice).status(); };
+        h.appleModel = [] { return AppleIntelligenceBackend::status(); };
     if (!h.indexPass)
         h.indexPass = [](std::function<void(qint64)> done) {
             ChatIndex::shared().refreshInBackground(
