@@ -4,7 +4,6 @@
 #include <QDBusArgument>
 #include <QDBusMessage>
 #include <QDBusObjectPath>
-#include <QDBusVariant>
 #include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
@@ -220,23 +219,17 @@ bool GnomeShellSession::start(const QString& extensionDir, const QString& uuid, 
             return false;
         }
     }
-    QDBusConnection bus = connect(QStringLiteral("gnome-shell-session-control"));
-    auto overviewActive = [&bus] {
-        QDBusMessage get = QDBusMessage::createMethodCall(
-            QStringLiteral("org.gnome.Shell"), QStringLiteral("/org/gnome/Shell"),
-            QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"));
-        get << QStringLiteral("org.gnome.Shell") << QStringLiteral("OverviewActive");
-        const QDBusMessage reply = bus.call(get);
-        return reply.arguments().isEmpty() ||
-               reply.arguments().constFirst().value<QDBusVariant>().variant().toBool();
-    };
-    while (!deadline.hasExpired() && overviewActive()) {
-        QDBusMessage set = QDBusMessage::createMethodCall(
-            QStringLiteral("org.gnome.Shell"), QStringLiteral("/org/gnome/Shell"),
-            QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Set"));
-        set << QStringLiteral("org.gnome.Shell") << QStringLiteral("OverviewActive")
-            << QVariant::fromValue(QDBusVariant(false));
-        bus.call(set);
+    // The Shell opens the overview as its start-up ends, which may be after the extensions run.
+    for (;;) {
+        const std::optional<QJsonValue> open =
+            eval(QStringLiteral("Main.layoutManager._startingUp || Main.overview.visible "
+                                "? (Main.overview.hide(), true) : false"));
+        if (open && !open->toBool())
+            break;
+        if (deadline.hasExpired()) {
+            *error = QStringLiteral("GNOME Shell kept its overview open");
+            return false;
+        }
         QThread::msleep(200);
     }
 
