@@ -108,6 +108,9 @@ void LookupPanelController::installMonitors()
                 Qt::QueuedConnection),
         connect(input, &InputEvents::buttonPressed, this, &LookupPanelController::onButtonPressed,
                 Qt::QueuedConnection),
+        // Without the stream (the extension disabled, the X connection gone) neither could come.
+        connect(input, &InputEvents::disabled, this, &LookupPanelController::close,
+                Qt::QueuedConnection),
     };
     input->watchEscape(true);
 }
