@@ -1,5 +1,6 @@
 #include "panel/lookuppanel.h"
 
+#include "platform/desktopsession.h"
 #include "platform/x11/x11desktop.h"
 
 #include <QKeyEvent>
@@ -30,6 +31,13 @@ void LookupPanel::present()
     X11Desktop::showOnAllDesktops(this);
     if (!X11Desktop::isActive()) {
         show(); // nothing to fade or raise on other platforms (offscreen rendering, tests)
+        return;
+    }
+    if (DesktopSession::current() != DesktopSession::Kind::X11) {
+        // Through Xwayland: Mutter draws the first frame before it applies the opacity, so a
+        // fade would begin with a flash of the whole panel.
+        show();
+        raise();
         return;
     }
     setWindowOpacity(0.0);

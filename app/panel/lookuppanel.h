@@ -20,7 +20,8 @@ public:
     LookupView* view() const { return m_view; }
     bool isTranslucent() const { return m_translucent; }
 
-    // Shows the window without activating it and fades it in over 0.12 s.
+    // Shows the window without activating it and fades it in over 0.12 s (on X11; through
+    // Xwayland it appears at once).
     void present();
 
 Q_SIGNALS:

@@ -8,7 +8,10 @@
 #include <QClipboard>
 #include <QDesktopServices>
 #include <QGuiApplication>
+#include <QLoggingCategory>
 #include <QScreen>
+
+Q_LOGGING_CATEGORY(lcPanel, "peekwell.panel", QtWarningMsg)
 
 namespace {
 constexpr qreal kLeftOfPointer = 36;
@@ -48,6 +51,12 @@ std::shared_ptr<LookupModel> LookupPanelController::show(const LookupQuery& quer
     connect(panel, &LookupPanel::dismissRequested, this, &LookupPanelController::close,
             Qt::QueuedConnection);
     m_panel = panel;
+    qCDebug(lcPanel).noquote() << QStringLiteral("panel at %1,%2 %3x%4 for “%5” in “%6”")
+                                      .arg(placed.x())
+                                      .arg(placed.y())
+                                      .arg(placed.width())
+                                      .arg(placed.height())
+                                      .arg(query.term, query.context.value_or(QString()));
     panel->present();
     installMonitors();
     return m_model;
@@ -98,6 +107,9 @@ void LookupPanelController::installMonitors()
         connect(input, &InputEvents::escapePressed, this, &LookupPanelController::close,
                 Qt::QueuedConnection),
         connect(input, &InputEvents::buttonPressed, this, &LookupPanelController::onButtonPressed,
+                Qt::QueuedConnection),
+        // Without the stream (the extension disabled, the X connection gone) neither could come.
+        connect(input, &InputEvents::disabled, this, &LookupPanelController::close,
                 Qt::QueuedConnection),
     };
     input->watchEscape(true);

@@ -48,6 +48,7 @@ struct ScriptedPlatform {
         };
         h.listenerInstalled = [this] { return installed; };
         h.listenerSource = [] { return u"X11"_s; };
+        h.listenerProblem = [] { return u"No X server answers."_s; };
         h.appleModel = [] { return u"On device"_s; };
         h.indexPass = [this](std::function<void(qint64)> done) {
             calls << u"index"_s;
@@ -176,14 +177,17 @@ TEST_F(AppStatusTest, ForceClickOpensThePanelAndCountsInTheStatusFile)
          QRegularExpression(uR"re(^\s*"(\w+)":)re"_s, QRegularExpression::MultilineOption)
              .globalMatch(QString::fromUtf8(text)))
         keys << match.captured(1);
-    EXPECT_EQ(keys,
-              (QStringList{u"forceClicks"_s, u"lastCapture"_s, u"lastCaptureMs"_s,
-                           u"pressureEvents"_s, u"tapInstalled"_s, u"trusted"_s, u"updated"_s}));
+    EXPECT_EQ(keys, (QStringList{u"forceClicks"_s, u"lastCapture"_s, u"lastCaptureMs"_s,
+                                 u"listenerProblem"_s, u"listeningThrough"_s, u"pressureEvents"_s,
+                                 u"tapInstalled"_s, u"trusted"_s, u"updated"_s}));
     const QJsonObject json = QJsonDocument::fromJson(text).object();
     EXPECT_EQ(json.value(u"forceClicks"_s), QJsonValue(1));
     EXPECT_EQ(json.value(u"pressureEvents"_s), QJsonValue(2));
     EXPECT_EQ(json.value(u"lastCapture"_s), QJsonValue(u"launch via range in Mousepad"_s));
     EXPECT_TRUE(json.value(u"lastCaptureMs"_s).isDouble());
+    // Never trusted, so not listening: the session's reason stands where the source would.
+    EXPECT_TRUE(json.value(u"listeningThrough"_s).isNull());
+    EXPECT_EQ(json.value(u"listenerProblem"_s), QJsonValue(u"No X server answers."_s));
     const QDateTime updated =
         QDateTime::fromString(json.value(u"updated"_s).toString(), Qt::ISODate);
     EXPECT_TRUE(json.value(u"updated"_s).toString().endsWith(u'Z'));
