@@ -2,6 +2,7 @@
 
 #include "preferences.h"
 #include "textcapture.h"
+#include "timing.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
@@ -88,6 +89,7 @@ bool handle(const InputEvent& event)
         return s.swallowingThisPress;
     s.handledThisPress = true;
     ++s.forceClicks;
+    Timing::mark(QStringLiteral("deep press"));
     if (!preferences().boolValue(QStringLiteral("enabled")))
         return false;
 
@@ -96,6 +98,7 @@ bool handle(const InputEvent& event)
     const std::optional<CapturedText> captured =
         s.capture ? s.capture(event.target) : TextCapture::capture(event.target);
     s.lastCaptureMs = static_cast<double>(clock.nsecsElapsed()) / 1e6;
+    Timing::mark(QStringLiteral("captured"));
     if (!captured) {
         s.lastCapture = QStringLiteral("no text at pointer");
         return false;

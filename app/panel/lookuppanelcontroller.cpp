@@ -3,12 +3,14 @@
 #include "copylink.h"
 #include "inputevents.h"
 #include "lookuppanel.h"
+#include "timing.h"
 
 #include <QApplication>
 #include <QClipboard>
 #include <QDesktopServices>
 #include <QGuiApplication>
 #include <QScreen>
+#include <QSet>
 
 namespace {
 constexpr qreal kLeftOfPointer = 36;
@@ -35,6 +37,7 @@ std::shared_ptr<LookupModel> LookupPanelController::show(const LookupQuery& quer
                                                          const BackendList& backends)
 {
     close();
+    Timing::mark(QStringLiteral("lookup"));
     m_model = std::make_shared<LookupModel>(query, backends);
     const QRect placed = frame(point).toAlignedRect();
     QPointer<LookupPanelController> self(this);
@@ -48,9 +51,24 @@ std::shared_ptr<LookupModel> LookupPanelController::show(const LookupQuery& quer
     connect(panel, &LookupPanel::dismissRequested, this, &LookupPanelController::close,
             Qt::QueuedConnection);
     m_panel = panel;
+    if (Timing::enabled())
+        markFinalTabs(m_model.get(), panel);
     panel->present();
     installMonitors();
     return m_model;
+}
+
+void LookupPanelController::markFinalTabs(LookupModel* model, QObject* context)
+{
+    auto marked = std::make_shared<QSet<QString>>();
+    connect(model, &LookupModel::changed, context, [model, marked] {
+        for (const LookupModel::Tab& tab : model->tabs()) {
+            if (!tab.phase.isRunning() && !marked->contains(tab.id)) {
+                marked->insert(tab.id);
+                Timing::mark(tab.id + QStringLiteral(" final, ") + tab.phase.reportText());
+            }
+        }
+    });
 }
 
 void LookupPanelController::close()
