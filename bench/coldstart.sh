@@ -83,8 +83,8 @@ measure() {
         visible ${conditions[$i]} && held=true
       fi
       if $held; then
-        times[$i]=$((($(now) - start) / 1000000))
-        done_[$i]=1
+        times[i]=$((($(now) - start) / 1000000))
+        done_[i]=1
         pending=$((pending - 1))
       fi
     done

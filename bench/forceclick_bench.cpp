@@ -157,6 +157,17 @@ public:
         return QString::fromUtf8(tool.readAllStandardOutput()).trimmed();
     }
 
+    // What `peekwell --probe X Y` reads, its report on one line.
+    QString probe(const QString& x, const QString& y)
+    {
+        QProcess probe;
+        probe.setProcessEnvironment(m_desktop.environment());
+        probe.start(QStringLiteral(PEEKWELL_EXECUTABLE), {u"--probe"_s, x, y});
+        probe.waitForFinished(30000);
+        return QString::fromUtf8(
+            QJsonDocument::fromJson(probe.readAllStandardOutput()).toJson(QJsonDocument::Compact));
+    }
+
     // The word's centre on screen, as the word probe finds it.
     std::optional<QPointF> locate(const Target& target)
     {
@@ -309,16 +320,15 @@ int main(int argc, char** argv)
     Figures yardsticks;
     const QStringList panelSteps = {u"deep press"_s,  u"captured"_s,      u"lookup"_s,
                                     u"panel shown"_s, u"panel exposed"_s, u"panel drawn"_s};
-    // Round 0 is the first force click after the start, on each program; it is reported
-    // apart, the other rounds give the figures.
-    QList<double> firstPresses;
+    // Round 0 is the first force click after the start on each word (and the yardstick's first
+    // window); it is reported apart, the other rounds give the figures.
+    Figures firstRound;
     for (int press = 0; press <= presses; ++press) {
         for (qsizetype p = 0; p < targets.size(); ++p) {
             const QPointF point = points[p];
             const QString x = QString::number(qRound(point.x()));
             const QString y = QString::number(qRound(point.y()));
-            Figures first;
-            Figures& f = press == 0 ? first : figures[p];
+            Figures& f = press == 0 ? firstRound : figures[p];
 
             appMarks.clear();
             tools.xdotool({u"mousemove"_s, x, y, u"mousedown"_s, u"1"_s, u"sleep"_s, u"0.8"_s,
@@ -328,9 +338,12 @@ int main(int argc, char** argv)
                 wanted.append(u"chats final"_s);
             if (!appMarks.waitFor(wanted, 10000)) {
                 ++f.failures;
-                std::fprintf(stderr, "forceclick_bench: a press on “%s” logged only: %s\n",
+                std::fprintf(stderr,
+                             "forceclick_bench: a press on “%s” logged only: %s; a probe there "
+                             "reads %s\n",
                              qPrintable(targets[p].word),
-                             qPrintable(appMarks.marks().keys().join(u", "_s)));
+                             qPrintable(appMarks.marks().keys().join(u", "_s)),
+                             qPrintable(tools.probe(x, y)));
             } else {
                 const Marks& m = appMarks.marks();
                 for (qsizetype s = 1; s < panelSteps.size(); ++s)
@@ -338,14 +351,13 @@ int main(int argc, char** argv)
                         m[panelSteps[s]] - m[panelSteps[s - 1]]);
                 f.steps[u"deep press → panel drawn"_s].append(m[u"panel drawn"_s] -
                                                               m[u"deep press"_s]);
+                f.steps[u"captured → panel drawn"_s].append(m[u"panel drawn"_s] - m[u"captured"_s]);
                 if (!folders.isEmpty()) {
                     f.steps[u"deep press → chats final"_s].append(m[u"chats final"_s] -
                                                                   m[u"deep press"_s]);
                     ++f.chatsPhases[appMarks.phase(u"chats"_s)];
                 }
             }
-            if (press == 0)
-                firstPresses += first.steps.value(u"deep press → panel drawn"_s);
             // A click closes the panel.
             tools.xdotool({u"click"_s, u"1"_s});
             waitUntil([&] { return !tools.panelShown(); }, 10000);
@@ -358,16 +370,14 @@ int main(int argc, char** argv)
                             .toUtf8());
             const bool plainDrawn =
                 plainMarks.waitFor({u"trigger"_s, u"shown"_s, u"exposed"_s, u"drawn"_s}, 10000);
-            if (press == 0) {
-                // the yardstick's first window is not counted either
-            } else if (plainDrawn) {
+            if (!plainDrawn) {
+                ++yardsticks.failures;
+            } else if (press > 0) {
                 const Marks& m = plainMarks.marks();
                 yardsticks.steps[u"trigger → shown"_s].append(m[u"shown"_s] - m[u"trigger"_s]);
                 yardsticks.steps[u"shown → exposed"_s].append(m[u"exposed"_s] - m[u"shown"_s]);
                 yardsticks.steps[u"exposed → drawn"_s].append(m[u"drawn"_s] - m[u"exposed"_s]);
                 yardsticks.steps[u"trigger → drawn"_s].append(m[u"drawn"_s] - m[u"trigger"_s]);
-            } else {
-                ++yardsticks.failures;
             }
             plain.write("hide\n");
             if (press > 0 && !folders.isEmpty()) {
@@ -393,18 +403,18 @@ int main(int argc, char** argv)
     std::printf("%d long presses per word, load average %.2f (1 min) %.2f (5 min)\n", presses,
                 loads[0], loads[1]);
     std::printf("  %-34s %9s %9s %5s\n", "step (ms)", "median", "p90", "n");
-    QList<double> allPanels, allChats;
+    const QStringList order = {u"deep press → captured"_s,       u"captured → lookup"_s,
+                               u"lookup → panel shown"_s,        u"panel shown → panel exposed"_s,
+                               u"panel exposed → panel drawn"_s, u"captured → panel drawn"_s,
+                               u"deep press → panel drawn"_s,    u"deep press → chats final"_s};
+    QList<double> allPanels, allAfterCapture, allChats;
     for (qsizetype p = 0; p < targets.size(); ++p) {
         std::printf("%s, “%s”%s\n", qPrintable(targets[p].program->name),
                     qPrintable(targets[p].word),
                     figures[p].failures
                         ? qPrintable(u" (%1 presses gave no panel)"_s.arg(figures[p].failures))
                         : "");
-        const QStringList order = {
-            u"deep press → captured"_s,       u"captured → lookup"_s,
-            u"lookup → panel shown"_s,        u"panel shown → panel exposed"_s,
-            u"panel exposed → panel drawn"_s, u"deep press → panel drawn"_s,
-            u"deep press → chats final"_s};
+
         for (const QString& step : order)
             if (figures[p].steps.contains(step))
                 printRow(step, figures[p].steps[step]);
@@ -413,27 +423,35 @@ int main(int argc, char** argv)
             std::printf("  the Chats tab final as “%s” %d times\n", qPrintable(phase.key()),
                         phase.value());
         allPanels += figures[p].steps[u"deep press → panel drawn"_s];
+        allAfterCapture += figures[p].steps[u"captured → panel drawn"_s];
         allChats += figures[p].steps[u"deep press → chats final"_s];
     }
     std::printf("plain Qt window of a running trivial program%s\n",
                 yardsticks.failures ? qPrintable(u" (%1 failed)"_s.arg(yardsticks.failures)) : "");
+    for (const QString& step :
+         {u"trigger → shown"_s, u"shown → exposed"_s, u"exposed → drawn"_s, u"trigger → drawn"_s})
+        printRow(step, yardsticks.steps.value(step));
     for (auto step = yardsticks.steps.cbegin(); step != yardsticks.steps.cend(); ++step)
-        printRow(step.key(), step.value());
+        if (step.key().startsWith(u"rg "_s))
+            printRow(step.key(), step.value());
 
     const QList<double>& plainTotal = yardsticks.steps[u"trigger → drawn"_s];
     std::printf("\ndeep press → panel drawn, all words: median %.1f ms, p90 %.1f ms "
                 "(goal: median under 50 ms)\n",
                 percentile(allPanels, 50), percentile(allPanels, 90));
-    std::printf("the first force click after the start, deep press → panel drawn: %s ms\n",
-                qPrintable([&] {
-                    QStringList each;
-                    for (const double ms : firstPresses)
-                        each.append(QString::number(ms, 'f', 1));
-                    return each.join(u", "_s);
-                }()));
-    std::printf("plain window trigger → drawn: median %.1f ms; the force click takes %.1f× as "
-                "long\n",
-                percentile(plainTotal, 50), percentile(allPanels, 50) / percentile(plainTotal, 50));
+    std::printf("the first press on each word after the start (ms, in the order above):\n");
+    for (const QString& step : order) {
+        QStringList each;
+        for (const double ms : firstRound.steps.value(step))
+            each.append(QString::number(ms, 'f', 1));
+        if (!each.isEmpty())
+            std::printf("  %-34s %s\n", qPrintable(step), qPrintable(each.join(u", "_s)));
+    }
+    const double plainMedian = percentile(plainTotal, 50);
+    std::printf("plain window trigger → drawn: median %.1f ms; captured → panel drawn takes "
+                "%.1f× as long (median %.1f ms), deep press → panel drawn %.1f×\n",
+                plainMedian, percentile(allAfterCapture, 50) / plainMedian,
+                percentile(allAfterCapture, 50), percentile(allPanels, 50) / plainMedian);
     if (!allChats.isEmpty()) {
         QList<double> rgAll;
         for (auto step = yardsticks.steps.cbegin(); step != yardsticks.steps.cend(); ++step)
