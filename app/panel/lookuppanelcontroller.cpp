@@ -3,6 +3,7 @@
 #include "lookup/copylink.h"
 #include "panel/lookuppanel.h"
 #include "platform/inputevents.h"
+#include "platform/timing.h"
 
 #include <QApplication>
 #include <QClipboard>
@@ -10,6 +11,7 @@
 #include <QGuiApplication>
 #include <QLoggingCategory>
 #include <QScreen>
+#include <QSet>
 
 Q_LOGGING_CATEGORY(lcPanel, "peekwell.panel", QtWarningMsg)
 
@@ -38,6 +40,7 @@ std::shared_ptr<LookupModel> LookupPanelController::show(const LookupQuery& quer
                                                          const BackendList& backends)
 {
     close();
+    Timing::mark(QStringLiteral("lookup"));
     m_model = std::make_shared<LookupModel>(query, backends);
     const QRect placed = frame(point).toAlignedRect();
     QPointer<LookupPanelController> self(this);
@@ -57,9 +60,24 @@ std::shared_ptr<LookupModel> LookupPanelController::show(const LookupQuery& quer
                                       .arg(placed.width())
                                       .arg(placed.height())
                                       .arg(query.term, query.context.value_or(QString()));
+    if (Timing::enabled())
+        markFinalTabs(m_model.get(), panel);
     panel->present();
     installMonitors();
     return m_model;
+}
+
+void LookupPanelController::markFinalTabs(LookupModel* model, QObject* context)
+{
+    auto marked = std::make_shared<QSet<QString>>();
+    connect(model, &LookupModel::changed, context, [model, marked] {
+        for (const LookupModel::Tab& tab : model->tabs()) {
+            if (!tab.phase.isRunning() && !marked->contains(tab.id)) {
+                marked->insert(tab.id);
+                Timing::mark(tab.id + QStringLiteral(" final, ") + tab.phase.reportText());
+            }
+        }
+    });
 }
 
 void LookupPanelController::close()

@@ -70,6 +70,9 @@ private:
     void installMonitors();
     void removeMonitors();
     void onButtonPressed(const QPointF& position);
+    // Logs the moment each tab turns final, with its phase ("chats final, done"; Timing),
+    // while `context` lives.
+    static void markFinalTabs(LookupModel* model, QObject* context);
 
     QPointer<LookupPanel> m_panel;
     std::shared_ptr<LookupModel> m_model;
