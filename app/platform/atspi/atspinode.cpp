@@ -10,8 +10,9 @@
 
 namespace {
 
-// Longest stretch of text fetched for one offset conversion, in code points.
-constexpr qsizetype kLongestStretch = 4'000'000;
+// Longest stretch of text read for one offset conversion, in code points: a few milliseconds'
+// reading, far below the messaging time-out.
+constexpr qsizetype kLongestStretch = 65'536;
 
 // Programs that leave GetOffsetAtPoint unanswered while answering the rest (GTK 4.8's text
 // views): they are not asked again, which would cost the whole time-out at every capture.
@@ -355,7 +356,7 @@ std::optional<qsizetype> AtspiNode::toUtf16(qsizetype offset)
         });
     const auto [known, knownUnits] = *nearest;
     if (std::llabs(offset - known) > kLongestStretch)
-        return std::nullopt;
+        return m_anchors[offset] = knownUnits + (offset - known);
     const std::optional<QString> stretch = text(std::min(offset, known), std::max(offset, known));
     if (!stretch)
         return std::nullopt;
@@ -384,8 +385,11 @@ std::optional<qsizetype> AtspiNode::fromUtf16(qsizetype offset)
         });
     const auto [known, knownUnits] = *nearest;
     const qsizetype distance = std::llabs(offset - knownUnits);
-    if (distance > kLongestStretch)
-        return std::nullopt;
+    if (distance > kLongestStretch) {
+        const qsizetype codePoints = std::max<qsizetype>(0, known + (offset - knownUnits));
+        m_anchors[codePoints] = offset;
+        return codePoints;
+    }
     if (offset >= knownUnits) {
         // `distance` units are at most `distance` code points.
         const std::optional<QString> stretch = text(known, known + distance);
