@@ -405,8 +405,13 @@ std::optional<Accessibility::Value> AtspiAccessibility::attribute(const Element&
         return Value(Element(focused ? focused : node));
     }
     if (name == QLatin1String("AXSelectedText")) {
+        // A selection is looked up only when it is a few words long: a long one (all of a
+        // large document) is read only far enough to show that it is long.
+        constexpr qsizetype kLongestSelectionRead = 1024;
         if (const auto selected = node->selection())
-            if (std::optional<QString> text = node->text(selected->first, selected->second))
+            if (std::optional<QString> text =
+                    node->text(selected->first,
+                               std::min(selected->second, selected->first + kLongestSelectionRead)))
                 return Value(*text);
         if (node->program().hung)
             return std::nullopt;
