@@ -2,7 +2,8 @@
 
 #include "platform/atspi/textunits.h"
 
-#include <QSet>
+#include <QElapsedTimer>
+#include <QHash>
 #include <QtGlobal>
 #include <algorithm>
 #include <cmath>
@@ -15,11 +16,37 @@ namespace {
 constexpr qsizetype kLongestStretch = 65'536;
 
 // Programs that leave GetOffsetAtPoint unanswered while answering the rest (GTK 4.8's text
-// views): they are not asked again, which would cost the whole time-out at every capture.
-QSet<qint64>& withoutOffsetAtPoint()
+// views) would cost the whole time-out at every capture. A program that left it unanswered
+// twice in a row is not asked for a minute; a busy machine can delay any one answer, so an
+// answer clears the record and the question is asked again after that minute.
+class UnansweredOffsets {
+public:
+    bool skips(qint64 pid) const
+    {
+        const auto it = m_misses.constFind(pid);
+        return it != m_misses.constEnd() && it->inARow >= 2 && !it->since.hasExpired(kPauseMs);
+    }
+    void missed(qint64 pid)
+    {
+        Miss& miss = m_misses[pid];
+        ++miss.inARow;
+        miss.since.start();
+    }
+    void answered(qint64 pid) { m_misses.remove(pid); }
+
+private:
+    static constexpr qint64 kPauseMs = 60'000;
+    struct Miss {
+        int inARow = 0;
+        QElapsedTimer since;
+    };
+    QHash<qint64, Miss> m_misses;
+};
+
+UnansweredOffsets& unansweredOffsets()
 {
-    static QSet<qint64> pids;
-    return pids;
+    static UnansweredOffsets programs;
+    return programs;
 }
 
 QString takeString(gchar* text)
@@ -243,7 +270,7 @@ std::optional<QString> AtspiNode::wholeText()
 
 std::optional<qsizetype> AtspiNode::offsetAtPoint(const QPointF& screen)
 {
-    if (m_program->hung || withoutOffsetAtPoint().contains(m_program->pid) || !hasText())
+    if (m_program->hung || unansweredOffsets().skips(m_program->pid) || !hasText())
         return std::nullopt;
     const QPoint point = toProgram(screen);
     AtspiRequest request(*m_program);
@@ -254,10 +281,11 @@ std::optional<qsizetype> AtspiNode::offsetAtPoint(const QPointF& screen)
         if (m_program->hung) {
             m_program->hung = false;
             if (characterCount())
-                withoutOffsetAtPoint().insert(m_program->pid);
+                unansweredOffsets().missed(m_program->pid);
         }
         return std::nullopt;
     }
+    unansweredOffsets().answered(m_program->pid);
     if (offset < 0)
         return std::nullopt;
     return offset;
