@@ -1,19 +1,26 @@
-// The GNOME Shell extension's cost and speed, in a headless GNOME Shell with Mousepad under the
-// pointer: how often the extension wakes (its own sample count, from its Stats method) while
-// input is quiet, while the pointer moves and while the left button is held still; and how long
-// a press takes from Mutter's input to Peekwell's InputEvents stream (extension + D-Bus hop),
-// after a quiet spell and during motion. Prints a Markdown table.
+// GNOME on Wayland, in a headless GNOME Shell with Mousepad under the pointer. `extension`: how
+// often the extension wakes (its own sample count, from its Stats method) while input is quiet,
+// while the pointer moves and while the left button is held still, and how long a press takes
+// from Mutter's input to Peekwell's InputEvents stream (extension + D-Bus hop), after a quiet
+// spell and during motion. `panel`: force click to panel on screen with the peekwell executable,
+// as the Shell sees it. Prints Markdown tables; without an argument, both.
 #include "platform/gnome/gnomeshellextension.h"
 #include "platform/gnome/gnomeshellinputevents.h"
 #include "tests/support/gnomeshellsession.h"
 
 #include <QApplication>
 #include <QDBusMessage>
+#include <QDeadlineTimer>
 #include <QElapsedTimer>
 #include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QProcess>
+#include <QRegularExpression>
 #include <QTest>
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <functional>
 #include <vector>
@@ -55,37 +62,23 @@ Rates rates(int ms, const std::function<void()>& input)
 
 double median(std::vector<double> values)
 {
+    if (values.empty())
+        return -1;
     std::sort(values.begin(), values.end());
     return values[values.size() / 2];
 }
 
-} // namespace
+const QPointF kPoint(640, 400);
+const QString kWord = QStringLiteral("serendipity");
 
-int main(int argc, char** argv)
+void extensionFigures(GnomeShellSession& session)
 {
-    qputenv("QT_QPA_PLATFORM", "offscreen");
-    QApplication app(argc, argv);
-    GnomeShellSession session;
-    QString error;
-    if (!session.start(QStringLiteral(PEEKWELL_GNOME_EXTENSION_DIR), GnomeShellExtension::uuid(),
-                       &error)) {
-        std::fprintf(stderr, "%s\n", qPrintable(error));
-        return 1;
-    }
-    shell = &session;
-    QFile text(session.home() + QStringLiteral("/bench.txt"));
-    text.open(QIODevice::WriteOnly);
-    text.write("Hold the pointer still on a word to look it up.\n");
-    text.close();
-    QProcess editor;
-    editor.setProcessEnvironment(session.clientEnvironment());
-    editor.start(QStringLiteral("mousepad"), {text.fileName()});
     QDBusConnection connection = session.connect(QStringLiteral("bench"));
     bus = &connection;
     GnomeShellInputEvents service(connection);
     if (!service.install()) {
         std::fprintf(stderr, "%s\n", qPrintable(service.problem()));
-        return 1;
+        return;
     }
     QElapsedTimer clock;
     qint64 downAt = -1;
@@ -96,9 +89,9 @@ int main(int argc, char** argv)
         if (e.type == InputEvent::Pressure && e.stage == 2)
             deepAt = clock.nsecsElapsed();
     });
-    const QPointF point(640, 400);
+    const QPointF point = kPoint;
     session.movePointer(point);
-    QTest::qWait(3000); // Mousepad maps
+    QTest::qWait(1000); // the move's own idle watch fires before the quiet spell is measured
 
     int step = 1;
     const Rates idle = rates(5000, nullptr);
@@ -171,6 +164,167 @@ int main(int argc, char** argv)
     std::printf("| press to LeftMouseDown, 10 ms after the last motion | %.1f ms |\n", movingPress);
     std::printf("| press to Pressure stage 2, 10 ms after the last motion | %.1f ms |\n",
                 movingDeep);
+}
+
+// Microseconds of CLOCK_MONOTONIC, the clock of the Shell's GLib.get_monotonic_time().
+qint64 monotonicUs()
+{
+    return std::chrono::duration_cast<std::chrono::microseconds>(
+               std::chrono::steady_clock::now().time_since_epoch())
+        .count();
+}
+
+// Force click to panel with the peekwell executable. The clock starts when the hold becomes a
+// force click: the press handed to Mutter plus the 0.5 s hold, so the extension's noticing of
+// the press and the D-Bus hop count. It stops when the Shell creates the panel's window and when
+// it has drawn the window's first frame (listeners installed through Eval). Escape closes the
+// panel between runs.
+void panelFigures(GnomeShellSession& session, qint64 editorPid, int runs)
+{
+    QProcessEnvironment env = session.clientEnvironment();
+    env.insert(QStringLiteral("QT_LOGGING_RULES"), QStringLiteral("peekwell.capture.debug=true"));
+    QProcess peekwell;
+    peekwell.setProcessEnvironment(env);
+    peekwell.start(QStringLiteral(PEEKWELL_EXECUTABLE), {});
+    QByteArray log;
+    QObject::connect(&peekwell, &QProcess::readyReadStandardError,
+                     [&] { log += peekwell.readAllStandardError(); });
+    auto listening = [&] {
+        QFile file(session.home() + QStringLiteral("/.local/state/peekwell/logs/status.json"));
+        return file.open(QIODevice::ReadOnly) &&
+               QJsonDocument::fromJson(file.readAll())
+                       .object()
+                       .value(QStringLiteral("listeningThrough"))
+                       .toString() == QLatin1String("the GNOME Shell extension");
+    };
+    QDeadlineTimer started(30'000);
+    while (!listening() && !started.hasExpired())
+        QTest::qWait(100);
+    if (started.hasExpired()) {
+        std::fprintf(stderr, "peekwell never listened: %s\n", log.constData());
+        return;
+    }
+
+    // Where the word is: GTK 3 on Wayland reports it in its surface, which the Shell places.
+    QProcess probe;
+    probe.setProcessEnvironment(env);
+    probe.start(QStringLiteral(PEEKWELL_EXECUTABLE),
+                {QStringLiteral("--probe-word"), QStringLiteral("mousepad"), kWord});
+    probe.waitForFinished(30'000);
+    const QJsonArray inSurface = QJsonDocument::fromJson(probe.readAllStandardOutput())
+                                     .object()
+                                     .value(QStringLiteral("point"))
+                                     .toArray();
+    const QJsonArray surface =
+        session
+            .eval(QStringLiteral("(r => [r.x, r.y])(global.get_window_actors()"
+                                 ".map(a => a.meta_window).find(w => w.get_pid() === %1)"
+                                 ".get_buffer_rect())")
+                      .arg(editorPid))
+            .value_or(QJsonValue())
+            .toArray();
+    if (inSurface.size() != 2 || surface.size() != 2) {
+        std::fprintf(stderr, "the word is not on screen\n");
+        return;
+    }
+    const QPointF word(qRound(surface[0].toDouble() + inSurface[0].toDouble()),
+                       qRound(surface[1].toDouble() + inSurface[1].toDouble()));
+    session.eval(
+        QStringLiteral("globalThis.peekwellBench = []; "
+                       "global.display.connect('window-created', (display, window) => { "
+                       "  if (window.get_title() !== 'Peekwell') return; "
+                       "  const created = GLib.get_monotonic_time(); "
+                       "  window.get_compositor_private().connect('first-frame', "
+                       "    () => peekwellBench.push([created, GLib.get_monotonic_time()])); "
+                       "}); true"));
+
+    std::vector<double> created;
+    std::vector<double> drawn;
+    int missed = 0;
+    for (int i = 0; i < runs; ++i) {
+        session.movePointer(word);
+        QTest::qWait(400);
+        const qint64 pressedUs = monotonicUs();
+        session.button(272, true);
+        QTest::qWait(700);
+        session.button(272, false);
+        QJsonArray times;
+        QDeadlineTimer deadline(3000);
+        while (times.isEmpty() && !deadline.hasExpired()) {
+            times = session.eval(QStringLiteral("peekwellBench.shift() ?? null"))
+                        .value_or(QJsonValue())
+                        .toArray();
+            QTest::qWait(20);
+        }
+        if (times.size() == 2) {
+            const double forceClickUs = pressedUs + 500'000.0;
+            created.push_back((times[0].toDouble() - forceClickUs) / 1000);
+            drawn.push_back((times[1].toDouble() - forceClickUs) / 1000);
+            std::fprintf(stderr, "force click %d: window %.1f ms, first frame %.1f ms\n", i + 1,
+                         created.back(), drawn.back());
+        } else {
+            ++missed;
+            std::fprintf(stderr, "force click %d: no panel\n", i + 1);
+        }
+        session.key(1, true);
+        session.key(1, false);
+        QTest::qWait(300);
+    }
+    std::vector<double> capture;
+    static const QRegularExpression captured(
+        QStringLiteral("peekwell.capture: range after ([0-9.]+) ms"));
+    for (auto it = captured.globalMatch(QString::fromUtf8(log)); it.hasNext();)
+        capture.push_back(it.next().captured(1).toDouble());
+    peekwell.terminate();
+    peekwell.waitForFinished(5000);
+
+    auto range = [](std::vector<double> values) {
+        std::sort(values.begin(), values.end());
+        return values.empty() ? QString()
+                              : QStringLiteral("%1–%2 ms")
+                                    .arg(values.front(), 0, 'f', 1)
+                                    .arg(values.back(), 0, 'f', 1);
+    };
+    std::printf("\n| Force click (press + 0.5 s) to | Median of %zu | Range |\n|---|---:|---:|\n",
+                drawn.size());
+    std::printf("| the panel's window created by the Shell | %.1f ms | %s |\n", median(created),
+                qPrintable(range(created)));
+    std::printf("| the panel's first frame drawn | %.1f ms | %s |\n", median(drawn),
+                qPrintable(range(drawn)));
+    std::printf("| (inside it: the capture in Peekwell) | %.1f ms | %s |\n", median(capture),
+                qPrintable(range(capture)));
+    if (missed)
+        std::printf("\n%d of %d force clicks opened no panel.\n", missed, runs);
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    QApplication app(argc, argv);
+    const QString only = argc > 1 ? QString::fromLocal8Bit(argv[1]) : QString();
+    GnomeShellSession session;
+    QString error;
+    if (!session.start(QStringLiteral(PEEKWELL_GNOME_EXTENSION_DIR), GnomeShellExtension::uuid(),
+                       &error)) {
+        std::fprintf(stderr, "%s\n", qPrintable(error));
+        return 1;
+    }
+    shell = &session;
+    QFile text(session.home() + QStringLiteral("/bench.txt"));
+    text.open(QIODevice::WriteOnly);
+    text.write("Hold the pointer still on serendipity to look it up.\n");
+    text.close();
+    QProcess editor;
+    editor.setProcessEnvironment(session.clientEnvironment());
+    editor.start(QStringLiteral("mousepad"), {text.fileName()});
+    QTest::qWait(3000); // Mousepad maps
+
+    if (only.isEmpty() || only == QLatin1String("extension"))
+        extensionFigures(session);
+    if (only.isEmpty() || only == QLatin1String("panel"))
+        panelFigures(session, editor.processId(), 21);
     editor.kill();
     editor.waitForFinished();
     return 0;

@@ -164,6 +164,19 @@ LookupStream AppleIntelligenceBackend::lookup(const LookupQuery& query) const
     });
 }
 
+QString AppleIntelligenceBackend::status(const Preferences& preferences)
+{
+    const Availability availability = Pref::localModel(preferences)->availability();
+    if (availability.isAvailable)
+        return QStringLiteral("On device");
+    try {
+        const WordNet wordnet;
+        return availability.reason + QStringLiteral(" · WordNet answers meanwhile");
+    } catch (const DictionaryError&) {
+        return availability.reason;
+    }
+}
+
 QFuture<void> AppleIntelligenceBackend::prewarm(const Preferences& preferences)
 {
     // Started the way stream producers are (a call with a promise on the I/O pool).

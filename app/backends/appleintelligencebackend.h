@@ -37,6 +37,11 @@ public:
     // the work runs on the I/O pool, and the future (for tests) ends when it is done.
     static QFuture<void> prewarm(const Preferences& preferences = Preferences::standard());
 
+    // What the Answer tab gives now, for the menu: "On device" while the local model answers;
+    // otherwise what to do about it, and that WordNet answers meanwhile when its files open.
+    // Blocks for up to a few seconds (it asks the server); never on the main thread.
+    static QString status(const Preferences& preferences = Preferences::standard());
+
 private:
     const Preferences* m_preferences;
 };

@@ -158,6 +158,9 @@ TEST_F(AppleIntelligenceBackendTest, WithoutTheModelTheDictionaryAnswersAtOnce)
                       start + u" for an answer written for this sentence."_s)}});
     // A word WordNet lacks fails as before.
     EXPECT_EQ(failure(lookup(u"Straße"_s, u"Die Straße ist lang."_s)), start);
+    // The menu says both what to do and who answers meanwhile.
+    EXPECT_EQ(AppleIntelligenceBackend::status(preferences),
+              start + u" · WordNet answers meanwhile"_s);
 
     // A running server without the model: its own advice, and no chat.
     preferences.setValue(u"localModel.baseURL"_s, server.base());
@@ -225,7 +228,11 @@ TEST_F(AppleIntelligenceBackendTest, DamagedDictionaryFilesFailAsBeforeAndAreNam
         WarningLog log;
         // The first sense of "bank" lies in the second half of data.noun.
         const std::optional<QString> failed = failure(lookup(u"bank"_s));
+        const QString status = AppleIntelligenceBackend::status(preferences);
         qunsetenv("PEEKWELL_WORDNET_DIR");
+        if (damaged == u"index.verb"_s)
+            EXPECT_EQ(status, u"Start a local model server at "_s + closed)
+                << "a dictionary that does not open answers nothing";
         EXPECT_EQ(failed, u"Start a local model server at "_s + closed);
         const QStringList warnings = log.lines();
         EXPECT_EQ(warnings.filter(copy.filePath(damaged)).size(), 1)

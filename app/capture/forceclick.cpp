@@ -1,9 +1,9 @@
 #include "capture/forceclick.h"
 
-#include "settings/pref.h"
-
 #include "capture/textcapture.h"
 #include "platform/preferences.h"
+#include "platform/timing.h"
+#include "settings/pref.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
@@ -90,6 +90,7 @@ bool handle(const InputEvent& event)
         return s.swallowingThisPress;
     s.handledThisPress = true;
     ++s.forceClicks;
+    Timing::mark(QStringLiteral("deep press"));
     if (!preferences().boolValue(Pref::enabled))
         return false;
 
@@ -98,6 +99,7 @@ bool handle(const InputEvent& event)
     const std::optional<CapturedText> captured =
         s.capture ? s.capture(event.target) : TextCapture::capture(event.target);
     s.lastCaptureMs = static_cast<double>(clock.nsecsElapsed()) / 1e6;
+    Timing::mark(QStringLiteral("captured"));
     if (!captured) {
         s.lastCapture = QStringLiteral("no text at pointer");
         return false;

@@ -1,5 +1,7 @@
 #include "panel/lookuppanel.h"
 
+#include "platform/desktopsession.h"
+#include "platform/timing.h"
 #include "platform/x11/x11desktop.h"
 
 #include <QKeyEvent>
@@ -7,6 +9,7 @@
 #include <QPainterPath>
 #include <QPropertyAnimation>
 #include <QRegion>
+#include <QWindow>
 
 LookupPanel::LookupPanel(LookupModel* model, LookupView::OpenHandler onOpen, const QRect& frame)
     : QWidget(nullptr, Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint |
@@ -27,19 +30,43 @@ LookupPanel::LookupPanel(LookupModel* model, LookupView::OpenHandler onOpen, con
 void LookupPanel::present()
 {
     winId(); // the native window exists from here on
+    if (Timing::enabled())
+        windowHandle()->installEventFilter(this);
     X11Desktop::showOnAllDesktops(this);
     if (!X11Desktop::isActive()) {
         show(); // nothing to fade or raise on other platforms (offscreen rendering, tests)
         return;
     }
+    if (DesktopSession::current() != DesktopSession::Kind::X11) {
+        // Through Xwayland: Mutter draws the first frame before it applies the opacity, so a
+        // fade would begin with a flash of the whole panel.
+        show();
+        raise();
+        return;
+    }
     setWindowOpacity(0.0);
     show();
     raise();
+    Timing::mark(QStringLiteral("panel shown"));
     auto* fade = new QPropertyAnimation(this, "windowOpacity", this);
     fade->setDuration(120);
     fade->setStartValue(0.0);
     fade->setEndValue(1.0);
     fade->start(QAbstractAnimation::DeleteWhenStopped);
+}
+
+bool LookupPanel::eventFilter(QObject* watched, QEvent* event)
+{
+    // Timing only: the first exposure of the window, then the return to the event loop after
+    // the frame it triggered has been painted and handed to the display server.
+    if (watched == windowHandle() && event->type() == QEvent::Expose &&
+        windowHandle()->isExposed()) {
+        windowHandle()->removeEventFilter(this);
+        Timing::mark(QStringLiteral("panel exposed"));
+        QMetaObject::invokeMethod(
+            this, [] { Timing::mark(QStringLiteral("panel drawn")); }, Qt::QueuedConnection);
+    }
+    return QWidget::eventFilter(watched, event);
 }
 
 void LookupPanel::paintEvent(QPaintEvent*)

@@ -19,13 +19,15 @@ public:
 
     LookupView* view() const { return m_view; }
 
-    // Shows the window without activating it and fades it in over 0.12 s.
+    // Shows the window without activating it and fades it in over 0.12 s (on X11; through
+    // Xwayland it appears at once).
     void present();
 
 Q_SIGNALS:
     void dismissRequested();
 
 protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;

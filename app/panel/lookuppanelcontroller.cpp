@@ -3,12 +3,17 @@
 #include "lookup/copylink.h"
 #include "panel/lookuppanel.h"
 #include "platform/inputevents.h"
+#include "platform/timing.h"
 
 #include <QApplication>
 #include <QClipboard>
 #include <QDesktopServices>
 #include <QGuiApplication>
+#include <QLoggingCategory>
 #include <QScreen>
+#include <QSet>
+
+Q_LOGGING_CATEGORY(lcPanel, "peekwell.panel", QtWarningMsg)
 
 namespace {
 constexpr qreal kLeftOfPointer = 36;
@@ -35,6 +40,7 @@ std::shared_ptr<LookupModel> LookupPanelController::show(const LookupQuery& quer
                                                          const BackendList& backends)
 {
     close();
+    Timing::mark(QStringLiteral("lookup"));
     m_model = std::make_shared<LookupModel>(query, backends);
     const QRect placed = frame(point).toAlignedRect();
     QPointer<LookupPanelController> self(this);
@@ -48,9 +54,30 @@ std::shared_ptr<LookupModel> LookupPanelController::show(const LookupQuery& quer
     connect(panel, &LookupPanel::dismissRequested, this, &LookupPanelController::close,
             Qt::QueuedConnection);
     m_panel = panel;
+    qCDebug(lcPanel).noquote() << QStringLiteral("panel at %1,%2 %3x%4 for “%5” in “%6”")
+                                      .arg(placed.x())
+                                      .arg(placed.y())
+                                      .arg(placed.width())
+                                      .arg(placed.height())
+                                      .arg(query.term, query.context.value_or(QString()));
+    if (Timing::enabled())
+        markFinalTabs(m_model.get(), panel);
     panel->present();
     installMonitors();
     return m_model;
+}
+
+void LookupPanelController::markFinalTabs(LookupModel* model, QObject* context)
+{
+    auto marked = std::make_shared<QSet<QString>>();
+    connect(model, &LookupModel::changed, context, [model, marked] {
+        for (const LookupModel::Tab& tab : model->tabs()) {
+            if (!tab.phase.isRunning() && !marked->contains(tab.id)) {
+                marked->insert(tab.id);
+                Timing::mark(tab.id + QStringLiteral(" final, ") + tab.phase.reportText());
+            }
+        }
+    });
 }
 
 void LookupPanelController::close()
@@ -95,6 +122,9 @@ void LookupPanelController::installMonitors()
         connect(input, &InputEvents::escapePressed, this, &LookupPanelController::close,
                 Qt::QueuedConnection),
         connect(input, &InputEvents::buttonPressed, this, &LookupPanelController::onButtonPressed,
+                Qt::QueuedConnection),
+        // Without the stream (the extension disabled, the X connection gone) neither could come.
+        connect(input, &InputEvents::disabled, this, &LookupPanelController::close,
                 Qt::QueuedConnection),
     };
     input->watchEscape(true);

@@ -17,7 +17,8 @@ class LookupPanel;
 // Owns the one lookup panel. Each show() throws away the panel before it (cancelling its
 // sources, without animation), starts a new lookup and shows it beside the pointer; the
 // panel goes away on Escape, on a mouse press outside it in any application, when an item
-// is opened, or with the next lookup. A click inside never closes it.
+// is opened, with the next lookup, or when the input stream stops (then neither Escape nor a
+// press outside could be seen). A click inside never closes it.
 //
 // Presses outside and Escape come from the session's input stream (InputEvents::session()),
 // watched while a panel is shown on a real screen. Positions are Qt's global screen
@@ -64,6 +65,9 @@ private:
     void installMonitors();
     void removeMonitors();
     void onButtonPressed(const QPointF& position);
+    // Logs the moment each tab turns final, with its phase ("chats final, done"; Timing),
+    // while `context` lives.
+    static void markFinalTabs(LookupModel* model, QObject* context);
 
     QPointer<LookupPanel> m_panel;
     std::shared_ptr<LookupModel> m_model;

@@ -8,6 +8,7 @@
 #include "lookup/lookupstream.h"
 #include "panel/lookuppanel.h"
 #include "panel/lookuppanelcontroller.h"
+#include "platform/gnome/gnomeshellextension.h"
 #include "platform/preferences.h"
 #include "platform/x11/x11activewindow.h"
 #include "recall/recallmodel.h"
@@ -40,6 +41,11 @@ RunningApplication runningApplication(const X11ActiveWindow::Owner& owner)
     return application;
 }
 
+QJsonValue orNull(const QString& text)
+{
+    return text.isEmpty() ? QJsonValue(QJsonValue::Null) : QJsonValue(text);
+}
+
 } // namespace
 
 AppStatus& AppStatus::shared()
@@ -67,8 +73,16 @@ AppStatus::AppStatus(Hooks hooks, QObject* parent)
         h.listenerInstalled = &ForceClick::isInstalled;
     if (!h.listenerSource)
         h.listenerSource = &ForceClick::sourceName;
+    if (!h.listenerProblem)
+        h.listenerProblem = [this] {
+            // X11's own problems are covered by the menu's lines; a Wayland desktop needs the
+            // extension, or has nothing that could hear a press.
+            const bool wayland = m_session == DesktopSession::Kind::GnomeWayland ||
+                                 m_session == DesktopSession::Kind::OtherWayland;
+            return wayland ? GnomeShellExtension::status(m_session).message : QString();
+        };
     if (!h.appleModel)
-        h.appleModel = [] { return RecallModel(RecallModel::onDevice).status(); };
+        h.appleModel = [] { return AppleIntelligenceBackend::status(); };
     if (!h.indexPass)
         h.indexPass = [](std::function<void(qint64)> done) {
             ChatIndex::shared().refreshInBackground(
@@ -171,6 +185,7 @@ void AppStatus::refresh()
         m_hooks.installListener();
     publish(m_tapInstalled, m_hooks.listenerInstalled());
     publish(m_listenerSource, m_tapInstalled ? m_hooks.listenerSource() : QString());
+    publish(m_listenerProblem, m_tapInstalled ? QString() : m_hooks.listenerProblem());
     checkAppleModel();
     writeStatusFile();
 }
@@ -196,6 +211,8 @@ void AppStatus::writeStatusFile() const
         {QStringLiteral("forceClicks"), ForceClick::forceClicks()},
         {QStringLiteral("lastCapture"), ForceClick::lastCapture()},
         {QStringLiteral("lastCaptureMs"), ForceClick::lastCaptureMs()},
+        {QStringLiteral("listenerProblem"), orNull(m_listenerProblem)},
+        {QStringLiteral("listeningThrough"), orNull(m_listenerSource)},
         {QStringLiteral("pressureEvents"), ForceClick::pressureEvents()},
         {QStringLiteral("tapInstalled"), m_tapInstalled},
         {QStringLiteral("trusted"), m_trusted},

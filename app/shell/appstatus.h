@@ -36,6 +36,10 @@ public:
         std::function<bool()> installListener;
         std::function<bool()> listenerInstalled;
         std::function<QString()> listenerSource;
+        // Why force clicks are not heard and what to do, as one sentence for the user; empty
+        // when the session has nothing to add to "not listening" (X11). Asked only while not
+        // listening; may block on the session bus for a second or two.
+        std::function<QString()> listenerProblem;
         // Blocks (it may ask the local model server); runs on a worker thread.
         std::function<QString()> appleModel;
         // Starts an index pass; `done` gets the number of indexed sessions, on any thread. A
@@ -84,6 +88,8 @@ public:
     bool indexing() const { return m_indexing; }
     // How force clicks are heard ("X11", …), empty while they are not.
     QString listenerSource() const { return m_listenerSource; }
+    // While not listening: why, and what to do (enable the GNOME Shell extension…).
+    QString listenerProblem() const { return m_listenerProblem; }
     DesktopSession::Kind session() const { return m_session; }
     int ticks() const { return m_ticks; }
 
@@ -111,6 +117,7 @@ private:
     qint64 m_indexedSessions = 0;
     bool m_indexing = false;
     QString m_listenerSource;
+    QString m_listenerProblem;
     int m_ticks = 0;
     int m_tickInterval = 2000;
     QTimer* m_timer = nullptr;

@@ -47,6 +47,7 @@ struct ScriptedPlatform {
         };
         h.listenerInstalled = [this] { return installed; };
         h.listenerSource = [] { return u"X11"_s; };
+        h.listenerProblem = [] { return u"No X server answers."_s; };
         h.appleModel = [] { return u"On device"_s; };
         h.indexPass = [this](std::function<void(qint64)> done) {
             calls << u"index"_s;
@@ -167,6 +168,9 @@ TEST_F(AppStatusTest, ForceClickOpensThePanelAndCountsInTheStatusFile)
     EXPECT_EQ(json.value(u"pressureEvents"_s), QJsonValue(2));
     EXPECT_EQ(json.value(u"lastCapture"_s), QJsonValue(u"launch via range in Mousepad"_s));
     EXPECT_TRUE(json.value(u"lastCaptureMs"_s).isDouble());
+    // Never trusted, so not listening: the session's reason stands where the source would.
+    EXPECT_TRUE(json.contains(u"listeningThrough"_s) && json.value(u"listeningThrough"_s).isNull());
+    EXPECT_EQ(json.value(u"listenerProblem"_s), QJsonValue(u"No X server answers."_s));
     EXPECT_TRUE(json.value(u"updated"_s).toString().endsWith(u'Z')) << "in UTC";
     ForceClick::setCapture({});
 }

@@ -1,4 +1,5 @@
 #include "diagnostics/diagnostics.h"
+#include "platform/desktopsession.h"
 #include "platform/x11/x11desktop.h"
 #include "settings/pref.h"
 #include "shell/appstatus.h"
@@ -11,6 +12,19 @@
 #include <memory>
 
 namespace {
+
+// On a Wayland desktop our windows go through Xwayland when there is one: a Wayland client
+// cannot place its own windows, and the panel must open beside the pointer without taking the
+// keyboard focus. Whoever sets QT_QPA_PLATFORM decides instead.
+void preferXwayland()
+{
+    const DesktopSession::Kind session = DesktopSession::current();
+    const bool wayland = session == DesktopSession::Kind::GnomeWayland ||
+                         session == DesktopSession::Kind::OtherWayland;
+    if (wayland && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM") &&
+        !qEnvironmentVariableIsEmpty("DISPLAY"))
+        qputenv("QT_QPA_PLATFORM", "xcb");
+}
 
 // The desktop application: one per session; a later start opens the running one's menu.
 int runApplication(QApplication& app)
@@ -67,6 +81,7 @@ int main(int argc, char** argv)
         return 2;
     }
 
+    preferXwayland();
     // Operations that show nothing run without a display; the rest need a QApplication.
     const Diagnostics::Operation* operation = Diagnostics::takingOver(arguments);
     if (!operation) {

@@ -65,11 +65,15 @@ inline QString modelLabel(RecallModel model)
     }
 }
 
-// How force clicks are heard, or why they are not.
-inline QString hearing(DesktopSession::Kind session, bool trusted, const QString& source)
+// How force clicks are heard, or why they are not; `problem` is the session's own account of
+// why not, when it has one.
+inline QString hearing(DesktopSession::Kind session, bool trusted, const QString& source,
+                       const QString& problem = {})
 {
     if (!source.isEmpty())
         return QStringLiteral("Force clicks are heard through ") + source + QLatin1Char('.');
+    if (!problem.isEmpty())
+        return problem;
     switch (session) {
     case DesktopSession::Kind::None:
         return QStringLiteral("Force clicks are not heard: no X11 display.");

@@ -225,8 +225,8 @@ void MenuView::updateStatus()
     QPalette palette = m_listening->palette();
     palette.setColor(QPalette::WindowText, listening ? green(style) : style.orange);
     m_listening->setPalette(palette);
-    m_hearing->setText(
-        MenuTexts::hearing(m_status.session(), m_status.trusted(), m_status.listenerSource()));
+    m_hearing->setText(MenuTexts::hearing(m_status.session(), m_status.trusted(),
+                                          m_status.listenerSource(), m_status.listenerProblem()));
     m_accessNotice->setVisible(!m_status.trusted());
     m_appleModel->setText(m_status.appleModel());
     m_chatsLine->setText(m_status.indexing()

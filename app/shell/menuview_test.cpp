@@ -34,6 +34,11 @@ const QList<std::pair<QString, QString>> kSwitches = {
     {MenuTexts::wikipedia, u"backend.wikipedia"_s},
 };
 
+// What the session says while nothing hears force clicks (GNOME without the extension).
+const QString kProblem =
+    u"Force clicks need Peekwell's GNOME Shell extension, which is installed "
+    "but not enabled: run gnome-extensions enable peekwell@peekwell.github.io"_s;
+
 // The local model server's address on a port nothing listens on.
 const QVariantMap kClosedLocalModel = {{u"localModel.baseURL"_s, u"http://127.0.0.1:9/v1"_s}};
 
@@ -47,6 +52,7 @@ AppStatus::Hooks quietHooks(bool* trusted, std::function<void(qint64)>* indexDon
     h.installListener = [] { return true; };
     h.listenerInstalled = [trusted] { return *trusted; };
     h.listenerSource = [] { return u"X11"_s; };
+    h.listenerProblem = [] { return kProblem; };
     h.appleModel = [] { return u"Start a local model server at http://127.0.0.1:9/v1"_s; };
     h.indexPass = [indexDone](auto done) { *indexDone = std::move(done); };
     h.activeApplication = [] { return std::nullopt; };
@@ -176,6 +182,7 @@ TEST_F(MenuViewTest, StatusLinesFollowTheStatusObject)
     MenuView menu(status, preferences);
     status.start();
     EXPECT_TRUE(showsText(menu, MenuTexts::notListening));
+    EXPECT_TRUE(showsText(menu, kProblem));
     EXPECT_TRUE(showsText(menu, MenuTexts::accessibilityNotice));
     EXPECT_TRUE(showsText(menu, MenuTexts::indexing));
     ASSERT_TRUE(spinUntil(
@@ -185,6 +192,7 @@ TEST_F(MenuViewTest, StatusLinesFollowTheStatusObject)
     trusted = true;
     ASSERT_TRUE(spinUntil([&] { return showsText(menu, MenuTexts::listening); }));
     EXPECT_TRUE(showsText(menu, u"Force clicks are heard through X11."_s));
+    EXPECT_FALSE(showsText(menu, kProblem));
     EXPECT_FALSE(showsText(menu, MenuTexts::accessibilityNotice));
     EXPECT_TRUE(showsText(menu, u"3 sessions indexed"_s));
 }

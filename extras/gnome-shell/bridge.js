@@ -24,13 +24,6 @@ const SHELL_IFACE_XML = `<node>
   <interface name="io.github.peekwell.Shell">
     <method name="Hello"><arg type="u" direction="out" name="protocol"/></method>
     <method name="WatchEscape"><arg type="b" direction="in" name="on"/></method>
-    <method name="PlaceWindow">
-      <arg type="x" direction="in" name="pid"/>
-      <arg type="s" direction="in" name="title"/>
-      <arg type="i" direction="in" name="x"/>
-      <arg type="i" direction="in" name="y"/>
-      <arg type="b" direction="out" name="placed"/>
-    </method>
     <method name="Stats">
       <arg type="u" direction="out" name="wakeups"/>
       <arg type="u" direction="out" name="samples"/>
@@ -215,21 +208,6 @@ var PeekwellBridge = class PeekwellBridge {
         else
             invocation.return_dbus_error('org.freedesktop.DBus.Error.Failed',
                 'GNOME Shell refused to bind Escape');
-    }
-
-    PlaceWindowAsync([pid, title, x, y], invocation) {
-        if (!this._fromPeer(invocation))
-            return;
-        const actors = global.compositor?.get_window_actors
-            ? global.compositor.get_window_actors() : global.get_window_actors();
-        const window = actors.map(a => a.get_meta_window())
-            .find(w => w.get_pid() === pid && (!title || w.get_title() === title));
-        if (window) {
-            window.move_frame(true, x, y);
-            window.make_above();
-            window.raise();
-        }
-        invocation.return_value(new GLib.Variant('(b)', [!!window]));
     }
 
     StatsAsync(parameters, invocation) {

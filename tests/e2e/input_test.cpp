@@ -86,29 +86,22 @@ protected:
     QList<QPointF> m_lookups;
 };
 
-TEST_F(InputEndToEndTest, ALongPressCapturesOnceAShortClickNeverAndButtonsAreReported)
+// The whole path from a long press to the panel runs in capture_test; here the stream's own
+// faults: which buttons count as presses, and a listener that outlives its X server.
+TEST_F(InputEndToEndTest, ButtonsAreReportedAndAfterTheServerGoesAwayTheNextInstallListens)
 {
     listen();
     QSignalSpy buttons(InputEvents::session(), &InputEvents::buttonPressed);
-    ASSERT_TRUE(xdotool(kLongPress));
-    ASSERT_TRUE(spinUntil([&] { return !m_lookups.isEmpty(); })) << "the long press gave nothing";
-    EXPECT_EQ(m_lookups.first(), QPointF(300, 200));
-
+    QSignalSpy disabled(InputEvents::session(), &InputEvents::disabled);
     // A short click, a right click and a wheel turn; then longer than a hold for a late capture.
-    ASSERT_TRUE(xdotool(u"click 1 click 3 click 4"_s));
+    ASSERT_TRUE(xdotool(u"mousemove 300 200 click 1 click 3 click 4"_s));
     QTest::qWait(1000);
-    EXPECT_EQ(m_lookups.size(), 1);
-    EXPECT_EQ(ForceClick::forceClicks(), 1);
+    EXPECT_TRUE(m_lookups.isEmpty());
     QList<int> pressed;
     for (const QList<QVariant>& press : std::as_const(buttons))
         pressed.append(press.at(1).toInt());
-    EXPECT_EQ(pressed, QList<int>({1, 1, 3})) << "the wheel is no press";
-}
+    EXPECT_EQ(pressed, QList<int>({1, 3})) << "the wheel is no press";
 
-TEST_F(InputEndToEndTest, WhenTheServerGoesAwayTheNextInstallListensAgain)
-{
-    listen();
-    QSignalSpy disabled(InputEvents::session(), &InputEvents::disabled);
     m_session.reset();
     ASSERT_TRUE(spinUntil([&] { return disabled.count() == 1; })) << "no disable notice";
     EXPECT_FALSE(ForceClick::isInstalled());
@@ -116,7 +109,9 @@ TEST_F(InputEndToEndTest, WhenTheServerGoesAwayTheNextInstallListensAgain)
     startSession();
     ASSERT_TRUE(ForceClick::install()) << InputEvents::session()->problem().toStdString();
     ASSERT_TRUE(xdotool(kLongPress));
-    EXPECT_TRUE(spinUntil([&] { return m_lookups.size() == 1; }));
+    ASSERT_TRUE(spinUntil([&] { return m_lookups.size() == 1; })) << "the long press gave nothing";
+    EXPECT_EQ(m_lookups.first(), QPointF(300, 200));
+    EXPECT_EQ(ForceClick::forceClicks(), 1);
 }
 
 // "peekwell --watch" on the same server, while xdotool presses.

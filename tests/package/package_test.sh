@@ -18,7 +18,9 @@ contents=$(dpkg-deb -c "$deb")
 for file in ./usr/bin/peekwell \
             ./usr/share/applications/peekwell.desktop \
             ./usr/share/icons/hicolor/scalable/apps/peekwell.svg \
-            ./usr/share/icons/hicolor/symbolic/apps/peekwell-symbolic.svg; do
+            ./usr/share/icons/hicolor/symbolic/apps/peekwell-symbolic.svg \
+            ./usr/share/gnome-shell/extensions/peekwell@peekwell.github.io/metadata.json \
+            ./usr/share/gnome-shell/extensions/peekwell@peekwell.github.io/extension.js; do
   if ! grep -q " $file\$" <<<"$contents"; then
     echo "the package lacks $file; it holds:"
     echo "$contents"

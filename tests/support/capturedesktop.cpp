@@ -75,12 +75,9 @@ bool CaptureDesktop::start(const QString& qtWindow, bool chromiumSwitch, QString
     documentFile.close();
     pageFile.close();
 
-    QProcessEnvironment env = environment();
-    env.insert(u"GSETTINGS_BACKEND"_s, u"memory"_s);
-    env.insert(u"LANG"_s, u"C.UTF-8"_s);
+    const QProcessEnvironment env = programEnvironment();
     error->clear();
     launch(u"mousepad"_s, {document}, env, error);
-    env.insert(u"QT_LINUX_ACCESSIBILITY_ALWAYS_ON"_s, u"1"_s);
     launch(qtWindow, {kQtLabel, kQtEditor}, env, error);
     QStringList arguments = {u"--no-sandbox"_s,
                              u"--user-data-dir="_s + m_home.filePath(u"chromium"_s),
@@ -97,6 +94,15 @@ bool CaptureDesktop::start(const QString& qtWindow, bool chromiumSwitch, QString
     return error->isEmpty() && place(u"doc.txt - Mousepad"_s, 0, 0, 620, 380, error) &&
            place(u"Peekwell Qt window"_s, 0, 440, 600, 300, error) &&
            place(u"Capture page - Chromium"_s, 660, 0, 600, 560, error);
+}
+
+QProcessEnvironment CaptureDesktop::programEnvironment() const
+{
+    QProcessEnvironment env = environment();
+    env.insert(u"GSETTINGS_BACKEND"_s, u"memory"_s);
+    env.insert(u"LANG"_s, u"C.UTF-8"_s);
+    env.insert(u"QT_LINUX_ACCESSIBILITY_ALWAYS_ON"_s, u"1"_s);
+    return env;
 }
 
 qint64 CaptureDesktop::pid(const Program& program) const

@@ -44,6 +44,13 @@ public:
 
     // A program's environment on this desktop (display, buses), with the desktop's home.
     QProcessEnvironment environment() const { return m_bus.environment(m_home.path()); }
+    // That, as the desktop's programs have it: GSettings in memory, UTF-8, Qt's accessibility on.
+    QProcessEnvironment programEnvironment() const;
+    // Runs an X tool (xdotool, xwininfo) on the desktop's display; its standard output.
+    QString tool(const QString& program, const QStringList& arguments) const
+    {
+        return m_x.tool(program, arguments);
+    }
     qint64 pid(const Program& program) const;
     QString home() const { return m_home.path(); }
 

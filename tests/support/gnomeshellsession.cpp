@@ -4,10 +4,12 @@
 #include <QDBusArgument>
 #include <QDBusMessage>
 #include <QDBusObjectPath>
-#include <QDBusVariant>
 #include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QRegularExpression>
 #include <QStandardPaths>
 #include <QThread>
 #include <csignal>
@@ -24,8 +26,10 @@ set -e
 export DBUS_SYSTEM_BUS_ADDRESS="$DBUS_SESSION_BUS_ADDRESS"
 # dconf-service is started by the bus with the bus's environment: hand it our home.
 dbus-update-activation-environment HOME XDG_RUNTIME_DIR DBUS_SYSTEM_BUS_ADDRESS
-gsettings set org.gnome.shell enabled-extensions "['$PEEKWELL_TEST_UUID']"
+gsettings set org.gnome.shell enabled-extensions \
+  "['$PEEKWELL_TEST_UUID', '$PEEKWELL_TEST_EVAL_UUID']"
 gsettings set org.gnome.desktop.interface enable-animations false
+gsettings set org.gnome.desktop.interface toolkit-accessibility true
 gsettings set org.gnome.desktop.interface enable-hot-corners false
 gsettings set org.gnome.desktop.session idle-delay 0
 gsettings set org.gnome.desktop.screensaver lock-enabled false
@@ -67,6 +71,35 @@ bool writeBusConfig(const QString& dir)
     QFile config(dir + QStringLiteral("/bus.conf"));
     return config.open(QIODevice::WriteOnly) &&
            config.write(QString::fromLatin1(kBusConfig).arg(dir).toUtf8()) > 0;
+}
+
+// A test-only extension that turns on the Shell's unsafe mode, in which org.gnome.Shell.Eval
+// runs JavaScript: the tests ask the Shell where its windows are through it. Shells from 45 on
+// load extensions as ES modules.
+const QString kEvalUuid = QStringLiteral("peekwell-test-eval@peekwell.github.io");
+
+bool writeEvalExtension(const QString& dir)
+{
+    QProcess version;
+    version.start(QStringLiteral("gnome-shell"), {QStringLiteral("--version")});
+    version.waitForFinished(10'000);
+    const QString major = QRegularExpression(QStringLiteral("(\\d+)"))
+                              .match(QString::fromLatin1(version.readAllStandardOutput()))
+                              .captured(1);
+    const QByteArray enable = "enable() { global.context.unsafe_mode = true; }";
+    const QByteArray disable = "disable() { global.context.unsafe_mode = false; }";
+    const QByteArray script =
+        major.toInt() >= 45 ? "export default class { " + enable + " " + disable + " }\n"
+                            : "function init() { return { " + enable + ", " + disable + " }; }\n";
+    QFile metadata(dir + QStringLiteral("/metadata.json"));
+    QFile extension(dir + QStringLiteral("/extension.js"));
+    return !major.isEmpty() && QDir().mkpath(dir) && metadata.open(QIODevice::WriteOnly) &&
+           metadata.write(QStringLiteral("{\"uuid\": \"%1\", \"name\": \"Eval for tests\", "
+                                         "\"description\": \"Lets the tests ask the Shell\", "
+                                         "\"shell-version\": [\"%2\"]}\n")
+                              .arg(kEvalUuid, major)
+                              .toUtf8()) > 0 &&
+           extension.open(QIODevice::WriteOnly) && extension.write(script) > 0;
 }
 
 bool copyFolder(const QString& from, const QString& to)
@@ -118,6 +151,11 @@ bool GnomeShellSession::start(const QString& extensionDir, const QString& uuid, 
         *error = QStringLiteral("could not copy the extension from %1").arg(extensionDir);
         return false;
     }
+    if (!writeEvalExtension(home() + QStringLiteral("/.local/share/gnome-shell/extensions/") +
+                            kEvalUuid)) {
+        *error = QStringLiteral("could not write the test extension (gnome-shell --version?)");
+        return false;
+    }
     const QString busDir = m_dir.path() + QStringLiteral("/bus");
     if (!writeBusConfig(busDir)) {
         *error = QStringLiteral("no bus configuration (are dconf-service and at-spi2-core "
@@ -134,6 +172,7 @@ bool GnomeShellSession::start(const QString& extensionDir, const QString& uuid, 
     env.insert(QStringLiteral("HOME"), home());
     env.insert(QStringLiteral("XDG_RUNTIME_DIR"), runtime);
     env.insert(QStringLiteral("PEEKWELL_TEST_UUID"), uuid);
+    env.insert(QStringLiteral("PEEKWELL_TEST_EVAL_UUID"), kEvalUuid);
     env.insert(QStringLiteral("PEEKWELL_TEST_WAYLAND"), m_waylandDisplay);
     env.insert(QStringLiteral("PEEKWELL_TEST_LOG"), logPath());
     m_process = std::make_unique<QProcess>();
@@ -158,38 +197,39 @@ bool GnomeShellSession::start(const QString& extensionDir, const QString& uuid, 
         return false;
     }
 
-    // Ready once the Shell runs the extension; then close the overview it starts in.
+    // Ready once the Shell runs both extensions; then close the overview it starts in.
     QVariantMap info;
+    auto enabled = [this](const QVariantMap& info) {
+        return qRound(info.value(QStringLiteral("state")).toDouble()) == 1;
+    };
     while (!deadline.hasExpired() && m_process->state() == QProcess::Running) {
         info = extensionInfo(uuid);
-        if (qRound(info.value(QStringLiteral("state")).toDouble()) == 1)
+        if (enabled(info) && enabled(extensionInfo(kEvalUuid)))
             break;
         QThread::msleep(200);
     }
-    if (qRound(info.value(QStringLiteral("state")).toDouble()) != 1) {
-        *error = QStringLiteral("GNOME Shell did not enable the extension (%1; log: %2)")
-                     .arg(info.isEmpty() ? QStringLiteral("not found")
-                                         : info.value(QStringLiteral("error")).toString(),
-                          logPath());
-        return false;
+    for (const QString& id : {uuid, kEvalUuid}) {
+        info = extensionInfo(id);
+        if (!enabled(info)) {
+            *error = QStringLiteral("GNOME Shell did not enable %1 (%2; log: %3)")
+                         .arg(id,
+                              info.isEmpty() ? QStringLiteral("not found")
+                                             : info.value(QStringLiteral("error")).toString(),
+                              logPath());
+            return false;
+        }
     }
-    QDBusConnection bus = connect(QStringLiteral("gnome-shell-session-control"));
-    auto overviewActive = [&bus] {
-        QDBusMessage get = QDBusMessage::createMethodCall(
-            QStringLiteral("org.gnome.Shell"), QStringLiteral("/org/gnome/Shell"),
-            QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"));
-        get << QStringLiteral("org.gnome.Shell") << QStringLiteral("OverviewActive");
-        const QDBusMessage reply = bus.call(get);
-        return reply.arguments().isEmpty() ||
-               reply.arguments().constFirst().value<QDBusVariant>().variant().toBool();
-    };
-    while (!deadline.hasExpired() && overviewActive()) {
-        QDBusMessage set = QDBusMessage::createMethodCall(
-            QStringLiteral("org.gnome.Shell"), QStringLiteral("/org/gnome/Shell"),
-            QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Set"));
-        set << QStringLiteral("org.gnome.Shell") << QStringLiteral("OverviewActive")
-            << QVariant::fromValue(QDBusVariant(false));
-        bus.call(set);
+    // The Shell opens the overview as its start-up ends, which may be after the extensions run.
+    for (;;) {
+        const std::optional<QJsonValue> open =
+            eval(QStringLiteral("Main.layoutManager._startingUp || Main.overview.visible "
+                                "? (Main.overview.hide(), true) : false"));
+        if (open && !open->toBool())
+            break;
+        if (deadline.hasExpired()) {
+            *error = QStringLiteral("GNOME Shell kept its overview open");
+            return false;
+        }
         QThread::msleep(200);
     }
 
@@ -208,6 +248,18 @@ bool GnomeShellSession::start(const QString& extensionDir, const QString& uuid, 
         *error = QStringLiteral("Mutter's remote-desktop session did not start");
         return false;
     }
+
+    // Mutter names the X display of its Xwayland in its log, and the cookie in the runtime
+    // folder; a Shell without Xwayland has neither.
+    QFile log(logPath());
+    if (log.open(QIODevice::ReadOnly))
+        m_x11Display = QRegularExpression(QStringLiteral("Using public X11 display (:\\d+)"))
+                           .match(QString::fromLocal8Bit(log.readAll()))
+                           .captured(1);
+    const QStringList cookies = QDir(runtime).entryList({QStringLiteral(".mutter-Xwaylandauth.*")},
+                                                        QDir::Files | QDir::Hidden);
+    if (!cookies.isEmpty())
+        m_xauthority = runtime + QLatin1Char('/') + cookies.constFirst();
     return !deadline.hasExpired();
 }
 
@@ -239,6 +291,10 @@ QProcessEnvironment GnomeShellSession::clientEnvironment() const
     env.insert(QStringLiteral("GDK_BACKEND"), QStringLiteral("wayland"));
     env.insert(QStringLiteral("XDG_SESSION_TYPE"), QStringLiteral("wayland"));
     env.insert(QStringLiteral("XDG_CURRENT_DESKTOP"), QStringLiteral("GNOME"));
+    if (!m_x11Display.isEmpty())
+        env.insert(QStringLiteral("DISPLAY"), m_x11Display);
+    if (!m_xauthority.isEmpty())
+        env.insert(QStringLiteral("XAUTHORITY"), m_xauthority);
     return env;
 }
 
@@ -262,6 +318,23 @@ QVariantMap GnomeShellSession::extensionInfo(const QString& uuid) const
     if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty())
         return {};
     return qdbus_cast<QVariantMap>(reply.arguments().constFirst());
+}
+
+std::optional<QJsonValue> GnomeShellSession::eval(const QString& code) const
+{
+    QDBusMessage call = QDBusMessage::createMethodCall(
+        QStringLiteral("org.gnome.Shell"), QStringLiteral("/org/gnome/Shell"),
+        QStringLiteral("org.gnome.Shell"), QStringLiteral("Eval"));
+    call << code;
+    const QDBusMessage reply = connect(QStringLiteral("gnome-shell-session-control")).call(call);
+    if (reply.arguments().size() != 2 || !reply.arguments().at(0).toBool())
+        return std::nullopt;
+    // The value may be a bare number or string, which QJsonDocument reads only inside an array.
+    const QJsonDocument value =
+        QJsonDocument::fromJson("[" + reply.arguments().at(1).toString().toUtf8() + "]");
+    if (!value.isArray() || value.array().size() != 1)
+        return std::nullopt;
+    return value.array().at(0);
 }
 
 bool GnomeShellSession::remote(const QString& method, const QVariantList& arguments)

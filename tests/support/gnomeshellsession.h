@@ -2,17 +2,20 @@
 
 #include <QDBusConnection>
 #include <QDBusMessage>
+#include <QJsonValue>
 #include <QPointF>
 #include <QProcess>
 #include <QProcessEnvironment>
 #include <QTemporaryDir>
 #include <QVariantMap>
 #include <memory>
+#include <optional>
 
 // A headless GNOME Shell on Wayland for end-to-end tests: its own session bus
 // (dbus-run-session, which also stands in for the system bus), its own home and runtime folder,
-// one 1280x800 virtual monitor, and an extension copied into the home's user extension folder
-// and enabled before the Shell starts. Pointer and keyboard input go in through a Mutter
+// one 1280x800 virtual monitor with Xwayland, accessibility on, and an extension copied into
+// the home's user extension folder and enabled before the Shell starts (with a test extension
+// that lets eval() ask the Shell anything). Pointer and keyboard input go in through a Mutter
 // remote-desktop session that lives as long as this object. Stopping the Shell ends the bus and
 // everything it started. Start it once per test program: it takes seconds.
 class GnomeShellSession {
@@ -33,8 +36,11 @@ public:
     QString busAddress() const { return m_address; }
     QString home() const { return m_dir.path() + QStringLiteral("/home"); }
     QString logPath() const { return m_dir.path() + QStringLiteral("/gnome-shell.log"); }
-    // The environment of a native Wayland client of this Shell (GTK forced to Wayland).
+    // The environment of a program in this session, as a GNOME login gives it: Wayland, with
+    // DISPLAY naming Xwayland; GTK is forced to Wayland.
     QProcessEnvironment clientEnvironment() const;
+    // Runs JavaScript inside the Shell and returns its value; nothing when it threw.
+    std::optional<QJsonValue> eval(const QString& code) const;
     // A new connection to the session's bus with a unique name of its own.
     QDBusConnection connect(const QString& connectionName) const;
     // Calls an org.gnome.Shell.Extensions method taking the uuid (GetExtensionInfo,
@@ -59,6 +65,8 @@ private:
     qint64 m_shellPid = 0;
     QString m_address;
     QString m_waylandDisplay;
+    QString m_x11Display;
+    QString m_xauthority;
     QString m_inputConnection;
     QString m_remoteSession;
 };

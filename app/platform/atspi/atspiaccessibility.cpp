@@ -77,6 +77,55 @@ void release(std::vector<Registration>& list)
     list.clear();
 }
 
+// A string property of the application's org.a11y.atspi.Application interface ("ToolkitName",
+// "Version"), cached where libatspi caches it. libatspi's own getters (2.46) read the
+// element's application record again after the answer, but when the application left the bus
+// meanwhile, libatspi handles the departure notice while receiving the answer and clears that
+// record: the getter crashes. This call receives only the answer; the notice waits for
+// libatspi's next request, which checks for it.
+std::optional<QString> applicationProperty(AtspiAccessible* root, const char* name,
+                                           gchar* AtspiApplication::*cached, int timeoutMs,
+                                           GError** failure)
+{
+    AtspiApplication* application = root->parent.app;
+    if (!application || !application->bus || !application->bus_name)
+        return std::nullopt;
+    if (application->*cached)
+        return QString::fromUtf8(application->*cached);
+    DBusMessage* message = dbus_message_new_method_call(application->bus_name, root->parent.path,
+                                                        DBUS_INTERFACE_PROPERTIES, "Get");
+    if (!message)
+        return std::nullopt;
+    const char* interface = "org.a11y.atspi.Application";
+    dbus_message_append_args(message, DBUS_TYPE_STRING, &interface, DBUS_TYPE_STRING, &name,
+                             DBUS_TYPE_INVALID);
+    DBusError error;
+    dbus_error_init(&error);
+    DBusMessage* reply =
+        dbus_connection_send_with_reply_and_block(application->bus, message, timeoutMs, &error);
+    dbus_message_unref(message);
+    std::optional<QString> value;
+    DBusMessageIter iter;
+    DBusMessageIter variant;
+    if (reply && dbus_message_iter_init(reply, &iter) &&
+        dbus_message_iter_get_arg_type(&iter) == DBUS_TYPE_VARIANT) {
+        dbus_message_iter_recurse(&iter, &variant);
+        if (dbus_message_iter_get_arg_type(&variant) == DBUS_TYPE_STRING) {
+            const char* text = nullptr;
+            dbus_message_iter_get_basic(&variant, &text);
+            value = QString::fromUtf8(text);
+            application->*cached = g_strdup(text);
+        }
+    }
+    if (reply)
+        dbus_message_unref(reply);
+    if (!value)
+        g_set_error_literal(failure, g_quark_from_static_string("peekwell-atspi"), 0,
+                            dbus_error_is_set(&error) ? error.message : "not a string");
+    dbus_error_free(&error);
+    return value;
+}
+
 bool isWebSwitch(QLatin1String name)
 {
     return name == QLatin1String("AXEnhancedUserInterface") ||
@@ -126,9 +175,14 @@ std::shared_ptr<AtspiNode> AtspiAccessibility::adopt(AtspiAccessible* root, qint
     program->timeoutMs = m_timeoutMs;
     auto node = std::make_shared<AtspiNode>(root, program);
     AtspiRequest request(*program);
-    program->toolkit = takeString(atspi_accessible_get_toolkit_name(root, request.error()));
+    program->toolkit = applicationProperty(root, "ToolkitName", &AtspiApplication::toolkit_name,
+                                           m_timeoutMs, request.error())
+                           .value_or(QString());
     if (request.ok())
-        program->toolkitVersion = takeString(atspi_accessible_get_toolkit_version(root, nullptr));
+        program->toolkitVersion =
+            applicationProperty(root, "Version", &AtspiApplication::toolkit_version, m_timeoutMs,
+                                nullptr)
+                .value_or(QString());
     // Qt counts UTF-16 units and answers word and sentence ranges only the older way.
     if (program->toolkit.startsWith(QLatin1String("Qt"))) {
         program->utf16 = true;
@@ -351,8 +405,13 @@ std::optional<Accessibility::Value> AtspiAccessibility::attribute(const Element&
         return Value(Element(focused ? focused : node));
     }
     if (name == QLatin1String("AXSelectedText")) {
+        // A selection is looked up only when it is a few words long: a long one (all of a
+        // large document) is read only far enough to show that it is long.
+        constexpr qsizetype kLongestSelectionRead = 1024;
         if (const auto selected = node->selection())
-            if (std::optional<QString> text = node->text(selected->first, selected->second))
+            if (std::optional<QString> text =
+                    node->text(selected->first,
+                               std::min(selected->second, selected->first + kLongestSelectionRead)))
                 return Value(*text);
         if (node->program().hung)
             return std::nullopt;

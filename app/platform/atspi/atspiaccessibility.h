@@ -11,8 +11,9 @@ typedef struct _AtspiAccessible AtspiAccessible;
 // The accessibility interface of the Linux desktop: AT-SPI 2 through libatspi, on the main
 // thread's GLib context. On X11 it finds the window under a point itself (X11Windows); on
 // Wayland the target carries the window the compositor named. Offsets reach callers in UTF-16
-// units whatever the program counts in; positions in screen coordinates whatever the program
-// reports in.
+// units whatever the program counts in (far into a long text of a program counting code
+// points, they can fall short by the surrogate pairs before them, but stay exact relative to
+// one another); positions in screen coordinates whatever the program reports in.
 //
 // Without an accessibility bus (none announced, none reachable) every request answers nothing
 // and libatspi is never started: it would end the process on its first request.

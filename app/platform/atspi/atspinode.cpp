@@ -2,7 +2,8 @@
 
 #include "platform/atspi/textunits.h"
 
-#include <QSet>
+#include <QElapsedTimer>
+#include <QHash>
 #include <QtGlobal>
 #include <algorithm>
 #include <cmath>
@@ -10,15 +11,42 @@
 
 namespace {
 
-// Longest stretch of text fetched for one offset conversion, in code points.
-constexpr qsizetype kLongestStretch = 4'000'000;
+// Longest stretch of text read for one offset conversion, in code points: a few milliseconds'
+// reading, far below the messaging time-out.
+constexpr qsizetype kLongestStretch = 65'536;
 
 // Programs that leave GetOffsetAtPoint unanswered while answering the rest (GTK 4.8's text
-// views): they are not asked again, which would cost the whole time-out at every capture.
-QSet<qint64>& withoutOffsetAtPoint()
+// views) would cost the whole time-out at every capture. A program that left it unanswered
+// twice in a row is not asked for a minute; a busy machine can delay any one answer, so an
+// answer clears the record and the question is asked again after that minute.
+class UnansweredOffsets {
+public:
+    bool skips(qint64 pid) const
+    {
+        const auto it = m_misses.constFind(pid);
+        return it != m_misses.constEnd() && it->inARow >= 2 && !it->since.hasExpired(kPauseMs);
+    }
+    void missed(qint64 pid)
+    {
+        Miss& miss = m_misses[pid];
+        ++miss.inARow;
+        miss.since.start();
+    }
+    void answered(qint64 pid) { m_misses.remove(pid); }
+
+private:
+    static constexpr qint64 kPauseMs = 60'000;
+    struct Miss {
+        int inARow = 0;
+        QElapsedTimer since;
+    };
+    QHash<qint64, Miss> m_misses;
+};
+
+UnansweredOffsets& unansweredOffsets()
 {
-    static QSet<qint64> pids;
-    return pids;
+    static UnansweredOffsets programs;
+    return programs;
 }
 
 QString takeString(gchar* text)
@@ -242,7 +270,7 @@ std::optional<QString> AtspiNode::wholeText()
 
 std::optional<qsizetype> AtspiNode::offsetAtPoint(const QPointF& screen)
 {
-    if (m_program->hung || withoutOffsetAtPoint().contains(m_program->pid) || !hasText())
+    if (m_program->hung || unansweredOffsets().skips(m_program->pid) || !hasText())
         return std::nullopt;
     const QPoint point = toProgram(screen);
     AtspiRequest request(*m_program);
@@ -253,10 +281,11 @@ std::optional<qsizetype> AtspiNode::offsetAtPoint(const QPointF& screen)
         if (m_program->hung) {
             m_program->hung = false;
             if (characterCount())
-                withoutOffsetAtPoint().insert(m_program->pid);
+                unansweredOffsets().missed(m_program->pid);
         }
         return std::nullopt;
     }
+    unansweredOffsets().answered(m_program->pid);
     if (offset < 0)
         return std::nullopt;
     return offset;
@@ -355,7 +384,7 @@ std::optional<qsizetype> AtspiNode::toUtf16(qsizetype offset)
         });
     const auto [known, knownUnits] = *nearest;
     if (std::llabs(offset - known) > kLongestStretch)
-        return std::nullopt;
+        return m_anchors[offset] = knownUnits + (offset - known);
     const std::optional<QString> stretch = text(std::min(offset, known), std::max(offset, known));
     if (!stretch)
         return std::nullopt;
@@ -384,8 +413,11 @@ std::optional<qsizetype> AtspiNode::fromUtf16(qsizetype offset)
         });
     const auto [known, knownUnits] = *nearest;
     const qsizetype distance = std::llabs(offset - knownUnits);
-    if (distance > kLongestStretch)
-        return std::nullopt;
+    if (distance > kLongestStretch) {
+        const qsizetype codePoints = std::max<qsizetype>(0, known + (offset - knownUnits));
+        m_anchors[codePoints] = offset;
+        return codePoints;
+    }
     if (offset >= knownUnits) {
         // `distance` units are at most `distance` code points.
         const std::optional<QString> stretch = text(known, known + distance);

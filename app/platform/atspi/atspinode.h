@@ -95,8 +95,11 @@ public:
     std::optional<QString> wholeText();
 
     // Program units ↔ UTF-16 units. An offset inside a surrogate pair converts to the pair's
-    // start. Nothing when the text between a known offset and this one is longer than a few
-    // million characters or cannot be read.
+    // start. Within 65,536 code points of an offset converted before (0 to begin with) the
+    // text between is read; farther, it is counted as one unit per code point, unread, so the
+    // result can fall short by the surrogate pairs in it, and offsets near it then convert
+    // exactly relative to it (all that a stretch of text read around a point needs). Nothing
+    // when the text cannot be read.
     std::optional<qsizetype> toUtf16(qsizetype offset);
     std::optional<qsizetype> fromUtf16(qsizetype offset);
 

@@ -158,17 +158,6 @@ void GnomeShellInputEvents::watchEscape(bool on)
     m_bus.asyncCall(call, 2000);
 }
 
-bool GnomeShellInputEvents::placeWindow(qint64 pid, const QString& title, const QPoint& topLeft)
-{
-    if (!m_installed)
-        return false;
-    QDBusMessage call = QDBusMessage::createMethodCall(
-        kShellName, kExtensionPath, kExtensionInterface, QStringLiteral("PlaceWindow"));
-    call << pid << title << topLeft.x() << topLeft.y();
-    const QDBusMessage reply = m_bus.call(call, QDBus::Block, 2000);
-    return reply.type() == QDBusMessage::ReplyMessage && reply.arguments().value(0).toBool();
-}
-
 void GnomeShellInputEvents::shellLeft()
 {
     // A new Shell has a new unique name and has not loaded the extension for us yet: start over.

@@ -4,7 +4,6 @@
 #include "platform/presstracker.h"
 
 #include <QDBusConnection>
-#include <QPoint>
 #include <memory>
 
 class QDBusMessage;
@@ -41,11 +40,6 @@ public:
     QString problem() const override { return m_problem; }
     // Asks the extension to bind Escape while on; fails quietly where the extension is gone.
     void watchEscape(bool on) override;
-
-    // Asks the extension to move the frame of the window with this process id (and this title,
-    // when given) to `topLeft` in global coordinates and keep it above other windows. False when
-    // there is no such window or no extension to ask. Blocks for at most two seconds.
-    bool placeWindow(qint64 pid, const QString& title, const QPoint& topLeft);
 
 private:
     class Receiver;
