@@ -230,9 +230,10 @@ TEST_F(AppleIntelligenceBackendTest, DamagedDictionaryFilesFailAsBeforeAndAreNam
         const std::optional<QString> failed = failure(lookup(u"bank"_s));
         const QString status = AppleIntelligenceBackend::status(preferences);
         qunsetenv("PEEKWELL_WORDNET_DIR");
-        if (damaged == u"index.verb"_s)
+        if (damaged == u"index.verb"_s) {
             EXPECT_EQ(status, u"Start a local model server at "_s + closed)
                 << "a dictionary that does not open answers nothing";
+        }
         EXPECT_EQ(failed, u"Start a local model server at "_s + closed);
         const QStringList warnings = log.lines();
         EXPECT_EQ(warnings.filter(copy.filePath(damaged)).size(), 1)

@@ -49,8 +49,9 @@ protected:
         if (!recall)
             return std::nullopt;
         EXPECT_EQ(library != nullptr, recall->shelfwiseURL().has_value());
-        if (library && recall->shelfwiseURL())
+        if (library && recall->shelfwiseURL()) {
             EXPECT_EQ(library->baseURL(), *recall->shelfwiseURL());
+        }
         return recall->shelfwiseURL();
     }
 

@@ -92,14 +92,16 @@ TEST(LookupViewTest, EachPhaseShowsItsContentStateTextAndBadge)
             [&] { return tab.tab().phase.kind() == c.phase && tab.tab().items.size() == c.rows; }));
         QCoreApplication::processEvents();
         EXPECT_EQ(tab.view.content(), c.content);
-        if (!c.stateText.isEmpty())
+        if (!c.stateText.isEmpty()) {
             EXPECT_EQ(tab.view.stateText(), c.stateText);
+        }
         EXPECT_EQ(tab.view.rows().size(), c.rows);
         EXPECT_EQ(tab.button()->badge(), c.badge);
         EXPECT_EQ(tab.button()->badgeText(),
                   c.badge == Badge::Count ? QString::number(c.rows) : QString());
-        if (c.rows > 0)
+        if (c.rows > 0) {
             EXPECT_EQ(tab.view.rows().last()->item().title, abc[c.rows - 1]);
+        }
     }
 }
 

@@ -22,7 +22,7 @@ struct ScriptedPlatform {
     bool installed = false;
     int indexPasses = 0;
     std::function<void(qint64)> pendingIndexDone;
-    std::optional<RunningApplication> active = RunningApplication{7, u"Chromium"_s, {}};
+    std::optional<RunningApplication> active = RunningApplication{7, u"Chromium"_s, {}, {}};
     std::function<void(const RunningApplication&)> activated;
     QList<qint64> examined;
     QList<std::pair<LookupQuery, QPointF>> shown;
@@ -99,7 +99,7 @@ TEST_F(AppStatusTest, StartsInOrderAsksForAccessOnceAndListensOnceTrusted)
     EXPECT_EQ(statusFile(home).value(u"trusted"_s), QJsonValue(false)) << "written by start";
 
     // Activations before access are not examined, so they are examined when they come again.
-    platform.activated(RunningApplication{8, u"Code"_s, {}});
+    platform.activated(RunningApplication{8, u"Code"_s, {}, {}});
     ASSERT_TRUE(spinUntil([&] { return status.ticks() >= 3; }));
     EXPECT_EQ(platform.calls.count(u"requestAccess"_s), 1);
     EXPECT_EQ(platform.examined, QList<qint64>{7}) << "examined before access";
@@ -114,7 +114,7 @@ TEST_F(AppStatusTest, StartsInOrderAsksForAccessOnceAndListensOnceTrusted)
     EXPECT_TRUE(statusFile(home).value(u"trusted"_s).toBool());
     ASSERT_TRUE(spinUntil([&] { return status.appleModel() == u"On device"_s; }));
 
-    platform.activated(RunningApplication{8, u"Code"_s, {}});
+    platform.activated(RunningApplication{8, u"Code"_s, {}, {}});
     EXPECT_EQ(platform.examined, (QList<qint64>{7, 8}));
 }
 

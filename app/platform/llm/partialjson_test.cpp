@@ -75,8 +75,9 @@ TEST(PartialJsonTest, EveryCutOfARealAnswerShowsOnlyWhatWasReceived)
                 EXPECT_TRUE(isReceivedPart(*read.value, whole))
                     << QJsonDocument(QJsonArray{*read.value}).toJson().toStdString();
                 // Growing text never takes back what was shown.
-                if (previous)
+                if (previous) {
                     EXPECT_TRUE(isReceivedPart(*previous, *read.value));
+                }
                 previous = read.value;
             } else {
                 EXPECT_FALSE(previous.has_value()) << "a value shown earlier vanished";
