@@ -1,30 +1,19 @@
 #include "lookup/backenderror.h"
 #include "platform/llm/openai/openaicompatiblemodel.h"
-#include "platform/secret/memorysecretstore.h"
+#include "recall/freshrecall_test.h"
 #include "recall/keychain.h"
 #include "recall/recallmodel.h"
-#include "settings/pref.h"
 #include "tests/support/chatcompletionsserver.h"
-#include "tests/support/scopedenvironment.h"
 
 #include <QJsonArray>
-#include <QTemporaryDir>
 #include <gtest/gtest.h>
 
 using namespace Qt::Literals::StringLiterals;
 
 namespace {
 
-// Fresh preferences with the program's defaults, an in-memory keyring and no key variables.
-class RecallModelTest : public ::testing::Test {
+class RecallModelTest : public FreshRecall {
 protected:
-    RecallModelTest()
-    {
-        Pref::registerDefaults(prefs);
-        SecretStore::setStandard(&keyring);
-    }
-    ~RecallModelTest() override { SecretStore::setStandard(nullptr); }
-
     // The text of the BackendError that session() throws, or none when it builds a session.
     std::optional<QString> sessionError(RecallModel model)
     {
@@ -40,13 +29,6 @@ protected:
         prefs.setValue(u"localModel.baseURL"_s, base);
         prefs.setValue(u"localModel.name"_s, name);
     }
-
-    QTemporaryDir dir;
-    Preferences prefs{dir.path() + u"/peekwell.conf"_s};
-    MemorySecretStore keyring;
-    ScopedEnvironment environment{{"LOOKUP_OPENAI_KEY", std::nullopt},
-                                  {"LOOKUP_ANTHROPIC_KEY", std::nullopt},
-                                  {"LOOKUP_CUSTOM_KEY", std::nullopt}};
 };
 
 // The raw values are what the preferences file stores; the names, key accounts and variables

@@ -1,33 +1,14 @@
-#include "platform/secret/memorysecretstore.h"
+#include "recall/freshrecall_test.h"
 #include "recall/keychain.h"
 #include "recall/recallsettings.h"
-#include "settings/pref.h"
-#include "tests/support/scopedenvironment.h"
 
-#include <QTemporaryDir>
 #include <gtest/gtest.h>
 
 using namespace Qt::Literals::StringLiterals;
 
 namespace {
 
-// Fresh preferences with the program's defaults, an in-memory keyring and no key variables.
-class RecallSettingsTest : public ::testing::Test {
-protected:
-    RecallSettingsTest()
-    {
-        Pref::registerDefaults(prefs);
-        SecretStore::setStandard(&keyring);
-    }
-    ~RecallSettingsTest() override { SecretStore::setStandard(nullptr); }
-
-    QTemporaryDir dir;
-    Preferences prefs{dir.path() + u"/peekwell.conf"_s};
-    MemorySecretStore keyring;
-    ScopedEnvironment environment{{"LOOKUP_OPENAI_KEY", std::nullopt},
-                                  {"LOOKUP_ANTHROPIC_KEY", std::nullopt},
-                                  {"LOOKUP_CUSTOM_KEY", std::nullopt}};
-};
+using RecallSettingsTest = FreshRecall;
 
 // Typing a key, its placeholders and the fields each model shows are driven through the menu
 // in menuview_test.cpp; here what the form keeps and what it leaves alone.
