@@ -6,13 +6,10 @@
 #include "tests/support/temphome.h"
 #include "tests/support/xsession.h"
 
-#include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
 #include <QProcess>
-#include <QRect>
 #include <QRegularExpression>
-#include <QThread>
 #include <cstdlib>
 #include <gtest/gtest.h>
 #include <memory>
@@ -23,14 +20,6 @@ using namespace Qt::Literals::StringLiterals;
 namespace {
 
 const QString kPeekwell = QStringLiteral(PEEKWELL_EXECUTABLE);
-
-template <typename F> bool waitFor(F condition, int ms = 10000)
-{
-    QDeadlineTimer deadline(ms);
-    while (!condition() && !deadline.hasExpired())
-        QThread::msleep(50);
-    return condition();
-}
 
 // Whether a system tray manager owns the tray selection of the display's first screen.
 bool trayManaged(const QString& display)
@@ -110,29 +99,14 @@ protected:
         return m_session->tool(u"xdotool"_s, arguments);
     }
 
-    QString menuWindow()
-    {
-        return xdotool({u"search"_s, u"--onlyvisible"_s, u"--name"_s, u"^Peekwell menu$"_s})
-            .trimmed()
-            .section(u'\n', 0, 0);
-    }
+    QString menuWindow() { return m_session->window({u"--name"_s, u"^Peekwell menu$"_s}); }
     bool menuShown()
     {
-        return waitFor([&] { return !menuWindow().isEmpty(); });
+        return spinUntil([&] { return !menuWindow().isEmpty(); });
     }
     bool menuHidden()
     {
-        return waitFor([&] { return menuWindow().isEmpty(); });
-    }
-
-    QRect geometry(const QString& window)
-    {
-        const QString info = m_session->tool(u"xwininfo"_s, {u"-id"_s, window});
-        auto field = [&](const QString& name) {
-            return QRegularExpression(name + u":\\s+(-?\\d+)"_s).match(info).captured(1).toInt();
-        };
-        return {field(u"Absolute upper-left X"_s), field(u"Absolute upper-left Y"_s),
-                field(u"Width"_s), field(u"Height"_s)};
+        return spinUntil([&] { return menuWindow().isEmpty(); });
     }
 
     // trayer's XEmbed tray at the top right, once it manages the display's tray.
@@ -141,16 +115,11 @@ protected:
         QProcess& tray =
             launch(u"trayer"_s, {u"--edge"_s, u"top"_s, u"--align"_s, u"right"_s, u"--widthtype"_s,
                                  u"request"_s, u"--height"_s, u"24"_s});
-        ASSERT_TRUE(waitFor([&] { return trayManaged(m_session->display()); }))
+        ASSERT_TRUE(spinUntil([&] { return trayManaged(m_session->display()); }))
             << "trayer does not manage the tray: " << tray.readAllStandardError().toStdString();
     }
     // Our icon docked in the tray (the menu window, of the same class, is hidden then).
-    QString trayIcon()
-    {
-        return xdotool({u"search"_s, u"--onlyvisible"_s, u"--class"_s, u"^peekwell$"_s})
-            .trimmed()
-            .section(u'\n', 0, 0);
-    }
+    QString trayIcon() { return m_session->window({u"--class"_s, u"^peekwell$"_s}); }
 
     TempHome m_home;
     std::unique_ptr<XSession> m_session;
@@ -185,16 +154,16 @@ TEST_F(AppEndToEndTest, TheTrayIconOpensTheMenuUnderIt)
     startTray();
     QProcess& app = launch(kPeekwell);
     QString icon;
-    ASSERT_TRUE(waitFor([&] { return !(icon = trayIcon()).isEmpty(); }))
+    ASSERT_TRUE(spinUntil([&] { return !(icon = trayIcon()).isEmpty(); }))
         << "no icon docked in the tray: " << app.readAllStandardError().toStdString();
     EXPECT_TRUE(menuWindow().isEmpty()) << "with a tray the menu waits for the icon";
 
-    const QRect iconFrame = geometry(icon);
+    const QRect iconFrame = m_session->geometry(icon);
     EXPECT_LE(iconFrame.width(), 32) << "a tray icon, not a window";
     xdotool({u"mousemove"_s, QString::number(iconFrame.center().x()),
              QString::number(iconFrame.center().y()), u"click"_s, u"1"_s});
     ASSERT_TRUE(menuShown());
-    const QRect menuFrame = geometry(menuWindow());
+    const QRect menuFrame = m_session->geometry(menuWindow());
     EXPECT_GE(menuFrame.top(), iconFrame.bottom()) << "under the icon";
     EXPECT_EQ(menuFrame.width(), 320);
 }
@@ -207,7 +176,7 @@ TEST_F(AppEndToEndTest, ATrayThatComesLaterGetsTheIcon)
     xdotool({u"windowactivate"_s, u"--sync"_s, menuWindow(), u"key"_s, u"Escape"_s});
     ASSERT_TRUE(menuHidden());
     startTray();
-    EXPECT_TRUE(waitFor([&] { return !trayIcon().isEmpty(); }));
+    EXPECT_TRUE(spinUntil([&] { return !trayIcon().isEmpty(); }));
 }
 
 TEST_F(AppEndToEndTest, LosingTheDisplayEndsWithStatusOne)

@@ -4,6 +4,8 @@
 // The desktop and its programs start once for the whole test program; cases that need a
 // program of their own (one to kill, one with ten megabytes of text) start it themselves.
 #include "tests/support/capturedesktop.h"
+#include "tests/support/eventwait.h"
+#include "tests/support/processrun.h"
 
 #include <QDeadlineTimer>
 #include <QFile>
@@ -31,14 +33,6 @@ const Program& kChromium = CaptureDesktop::chromium;
 const QString kPeekwell = QStringLiteral(PEEKWELL_EXECUTABLE);
 const QString kQtWindow = QStringLiteral(PEEKWELL_QT_WINDOW);
 
-struct ProbeRun {
-    int exitCode = -1;
-    bool finished = false;
-    QJsonObject report;
-    QByteArray err;
-    long peakKib = 0; // the most memory it held at once (resident), when measured
-};
-
 struct EndProcess {
     void operator()(QProcess* process) const
     {
@@ -63,7 +57,8 @@ public:
         for (const Program& program : {kMousepad, kQt, kChromium}) {
             QDeadlineTimer deadline(45000);
             while (!peekwell({u"--probe-word"_s, program.name, program.word})
-                        .report.contains(u"point"_s)) {
+                        .json()
+                        .contains(u"point"_s)) {
                 if (deadline.hasExpired()) {
                     m_failure += program.name + u" shows no text on the accessibility bus. "_s;
                     break;
@@ -87,31 +82,21 @@ public:
     QString home() const { return m_desktop->home(); }
 
     // Runs peekwell to the end (through `wrapper`, a command that runs the rest, if given).
-    ProbeRun peekwell(const QStringList& arguments, std::optional<QProcessEnvironment> env = {},
-                      const QStringList& wrapper = {})
+    ProcessResult peekwell(const QStringList& arguments,
+                           std::optional<QProcessEnvironment> env = {},
+                           const QStringList& wrapper = {})
     {
-        QProcess process;
-        process.setProcessEnvironment(env ? *env : environment());
         const QStringList command = wrapper + QStringList{kPeekwell} + arguments;
-        process.start(command.first(), command.mid(1));
-        ProbeRun run;
-        run.finished = process.waitForFinished(30000);
-        if (!run.finished)
-            process.kill();
-        process.waitForFinished(5000);
-        run.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
-        run.report = QJsonDocument::fromJson(process.readAllStandardOutput()).object();
-        run.err = process.readAllStandardError();
-        return run;
+        return runProcess(command.first(), command.mid(1), env ? *env : environment(), 30000);
     }
 
-    // Runs peekwell under GNU time, for the most memory it held at once.
-    ProbeRun measured(const QStringList& arguments)
+    // Runs peekwell under GNU time, for the most memory it held at once (resident), in KiB.
+    ProcessResult measured(const QStringList& arguments, long* peakKib)
     {
         const QString peak = home() + u"/peak.txt"_s;
-        ProbeRun run = peekwell(arguments, {}, {u"time"_s, u"-f"_s, u"%M"_s, u"-o"_s, peak});
+        ProcessResult run = peekwell(arguments, {}, {u"time"_s, u"-f"_s, u"%M"_s, u"-o"_s, peak});
         QFile file(peak);
-        run.peakKib = file.open(QIODevice::ReadOnly) ? file.readAll().trimmed().toLong() : 0;
+        *peakKib = file.open(QIODevice::ReadOnly) ? file.readAll().trimmed().toLong() : 0;
         return run;
     }
 
@@ -126,25 +111,17 @@ public:
         process->start(program, arguments);
         return process;
     }
-    QString tool(const QString& program, const QStringList& arguments) const
-    {
-        return m_desktop->tool(program, arguments);
-    }
+    const XSession& x() const { return m_desktop->x(); }
     // The screen rectangle inside the first window the process shows (waiting up to 60 s).
     QRectF windowOf(qint64 pid) const
     {
         QString id;
-        for (QDeadlineTimer deadline(60000); id.isEmpty() && !deadline.hasExpired();
-             QThread::msleep(100))
-            id = tool(u"xdotool"_s,
-                      {u"search"_s, u"--onlyvisible"_s, u"--pid"_s, QString::number(pid)})
-                     .section(u'\n', 0, 0);
-        const QString facts = tool(u"xwininfo"_s, {u"-id"_s, id});
-        const auto number = [&](const QString& label) {
-            return facts.section(label, 1, 1).section(u'\n', 0, 0).trimmed().toDouble();
-        };
-        return {number(u"Absolute upper-left X:"_s), number(u"Absolute upper-left Y:"_s),
-                number(u"Width:"_s), number(u"Height:"_s)};
+        spinUntil(
+            [&] {
+                return !(id = x().window({u"--pid"_s, QString::number(pid)})).isEmpty();
+            },
+            60000);
+        return x().geometry(id);
     }
 
 private:
@@ -193,26 +170,28 @@ TEST_F(CaptureEndToEndTest, EachProgramsWordIsFoundThenReadBackAtItsCentre)
 {
     for (const Program& program : {kMousepad, kQt, kChromium}) {
         SCOPED_TRACE(program.name.toStdString());
-        const ProbeRun found = g_desktop->peekwell({u"--probe-word"_s, program.name, program.word});
+        const ProcessResult found =
+            g_desktop->peekwell({u"--probe-word"_s, program.name, program.word});
         ASSERT_EQ(found.exitCode, 0) << found.err.toStdString();
-        EXPECT_EQ(field(found.report, "ok"), "true");
-        EXPECT_EQ(field(found.report, "word"), program.word.toStdString());
-        EXPECT_EQ(field(found.report, "sentence"), program.sentence.toStdString());
-        EXPECT_EQ(field(found.report, "method"), "range");
-        EXPECT_EQ(field(found.report, "app"), program.name.toStdString());
+        EXPECT_EQ(field(found.json(), "ok"), "true");
+        EXPECT_EQ(field(found.json(), "word"), program.word.toStdString());
+        EXPECT_EQ(field(found.json(), "sentence"), program.sentence.toStdString());
+        EXPECT_EQ(field(found.json(), "method"), "range");
+        EXPECT_EQ(field(found.json(), "app"), program.name.toStdString());
 
-        const ProbeRun probed = g_desktop->peekwell(probeArguments(pointOf(found.report)));
+        const ProcessResult probed = g_desktop->peekwell(probeArguments(pointOf(found.json())));
         ASSERT_EQ(probed.exitCode, 0) << probed.err.toStdString();
-        EXPECT_EQ(field(probed.report, "trusted"), "true");
-        EXPECT_EQ(field(probed.report, "word"), program.word.toStdString());
-        EXPECT_EQ(field(probed.report, "sentence"), program.sentence.toStdString());
-        EXPECT_EQ(field(probed.report, "app"), program.app.toStdString());
-        EXPECT_EQ(field(probed.report, "method"), "range");
-        EXPECT_TRUE(probed.report.value(u"ms"_s).isDouble());
+        EXPECT_EQ(field(probed.json(), "trusted"), "true");
+        EXPECT_EQ(field(probed.json(), "word"), program.word.toStdString());
+        EXPECT_EQ(field(probed.json(), "sentence"), program.sentence.toStdString());
+        EXPECT_EQ(field(probed.json(), "app"), program.app.toStdString());
+        EXPECT_EQ(field(probed.json(), "method"), "range");
+        EXPECT_TRUE(probed.json().value(u"ms"_s).isDouble());
     }
     // The program also answers to the name it gives the accessibility bus.
-    const ProbeRun byBusName = g_desktop->peekwell({u"--probe-word"_s, u"mousepad"_s, u"Delta"_s});
-    EXPECT_EQ(field(byBusName.report, "ok"), "true");
+    const ProcessResult byBusName =
+        g_desktop->peekwell({u"--probe-word"_s, u"mousepad"_s, u"Delta"_s});
+    EXPECT_EQ(field(byBusName.json(), "ok"), "true");
 }
 
 // Finding a word and reading it back convert offsets both ways, so a conversion left out would
@@ -221,27 +200,27 @@ TEST_F(CaptureEndToEndTest, EachProgramsWordIsFoundThenReadBackAtItsCentre)
 TEST_F(CaptureEndToEndTest, PastAstralLettersTheWordIsTheOneOnScreen)
 {
     const QPointF alpha =
-        pointOf(g_desktop->peekwell({u"--probe-word"_s, kMousepad.name, u"Alpha"_s}).report);
+        pointOf(g_desktop->peekwell({u"--probe-word"_s, kMousepad.name, u"Alpha"_s}).json());
     const QPointF bravo =
-        pointOf(g_desktop->peekwell({u"--probe-word"_s, kMousepad.name, u"Bravo"_s}).report);
+        pointOf(g_desktop->peekwell({u"--probe-word"_s, kMousepad.name, u"Bravo"_s}).json());
     ASSERT_GT(bravo.y(), alpha.y());
     const QPointF delta(alpha.x(), 2 * bravo.y() - alpha.y());
-    const ProbeRun probed = g_desktop->peekwell(probeArguments(delta));
-    EXPECT_EQ(field(probed.report, "word"), "Delta");
-    EXPECT_EQ(field(probed.report, "sentence"), kMousepad.sentence.toStdString());
+    const ProcessResult probed = g_desktop->peekwell(probeArguments(delta));
+    EXPECT_EQ(field(probed.json(), "word"), "Delta");
+    EXPECT_EQ(field(probed.json(), "sentence"), kMousepad.sentence.toStdString());
 }
 
 TEST_F(CaptureEndToEndTest, NothingToReadGivesOnlyTrustAndTime)
 {
     // Below Chromium, right of the Qt window: the bare desktop.
-    const ProbeRun empty = g_desktop->peekwell({u"--probe"_s, u"1250"_s, u"780"_s});
+    const ProcessResult empty = g_desktop->peekwell({u"--probe"_s, u"1250"_s, u"780"_s});
     ASSERT_EQ(empty.exitCode, 0) << empty.err.toStdString();
-    EXPECT_EQ(empty.report.keys(), (QStringList{u"ms"_s, u"trusted"_s}));
-    EXPECT_EQ(field(empty.report, "trusted"), "true");
+    EXPECT_EQ(empty.json().keys(), (QStringList{u"ms"_s, u"trusted"_s}));
+    EXPECT_EQ(field(empty.json(), "trusted"), "true");
 
-    const ProbeRun missing = g_desktop->peekwell({u"--probe-word"_s, u"Notes"_s, u"Hello"_s});
+    const ProcessResult missing = g_desktop->peekwell({u"--probe-word"_s, u"Notes"_s, u"Hello"_s});
     ASSERT_EQ(missing.exitCode, 0);
-    EXPECT_EQ(missing.report,
+    EXPECT_EQ(missing.json(),
               (QJsonObject{{u"app"_s, u"Notes"_s},
                            {u"expected"_s, u"Hello"_s},
                            {u"error"_s, u"couldn't find “Hello” in Notes's text"_s}}));
@@ -250,22 +229,22 @@ TEST_F(CaptureEndToEndTest, NothingToReadGivesOnlyTrustAndTime)
 TEST_F(CaptureEndToEndTest, AHangingProgramKeepsTheCaptureShort)
 {
     const QPointF point =
-        pointOf(g_desktop->peekwell({u"--probe-word"_s, kMousepad.name, kMousepad.word}).report);
+        pointOf(g_desktop->peekwell({u"--probe-word"_s, kMousepad.name, kMousepad.word}).json());
     ::kill(pid_t(g_desktop->pid(kMousepad)), SIGSTOP);
-    const ProbeRun hung = g_desktop->peekwell(probeArguments(point));
+    const ProcessResult hung = g_desktop->peekwell(probeArguments(point));
     ::kill(pid_t(g_desktop->pid(kMousepad)), SIGCONT);
-    ASSERT_TRUE(hung.finished);
+    ASSERT_TRUE(!hung.timedOut);
     EXPECT_EQ(hung.exitCode, 0) << hung.err.toStdString();
-    EXPECT_FALSE(hung.report.contains(u"word"_s));
+    EXPECT_FALSE(hung.json().contains(u"word"_s));
     // Each request gives up after 0.25 s and the program is not asked again.
-    EXPECT_LT(hung.report.value(u"ms"_s).toDouble(), 1000);
+    EXPECT_LT(hung.json().value(u"ms"_s).toDouble(), 1000);
 
     QDeadlineTimer deadline(10000);
-    ProbeRun again;
+    ProcessResult again;
     do
         again = g_desktop->peekwell(probeArguments(point));
-    while (!again.report.contains(u"word"_s) && !deadline.hasExpired());
-    EXPECT_EQ(field(again.report, "word"), kMousepad.word.toStdString());
+    while (!again.json().contains(u"word"_s) && !deadline.hasExpired());
+    EXPECT_EQ(field(again.json(), "word"), kMousepad.word.toStdString());
 }
 
 // A program that leaves the bus while the probe waits for its answer. libatspi (2.46) handles
@@ -282,7 +261,7 @@ TEST_F(CaptureEndToEndTest, AProgramLeavingMidRequestEndsTheCaptureEmpty)
     QJsonObject found;
     for (QDeadlineTimer deadline(45000); !found.contains(u"point"_s) && !deadline.hasExpired();
          QThread::msleep(250))
-        found = g_desktop->peekwell({u"--probe-word"_s, u"leaving.txt"_s, u"Leaving"_s}).report;
+        found = g_desktop->peekwell({u"--probe-word"_s, u"leaving.txt"_s, u"Leaving"_s}).json();
     ASSERT_TRUE(found.contains(u"point"_s)) << "the window never showed its text";
 
     // The first thing a capture asks a program is its toolkit (org.a11y.atspi.Application).
@@ -335,10 +314,13 @@ TEST_F(CaptureEndToEndTest, InTenMegabytesOfTextOnlyTheStretchUnderThePointerIsR
     file.write(text);
     file.close();
 
-    const ProbeRun small = g_desktop->measured(probeArguments(
-        pointOf(g_desktop->peekwell({u"--probe-word"_s, kMousepad.name, kMousepad.word}).report)));
-    ASSERT_EQ(field(small.report, "word"), kMousepad.word.toStdString());
-    ASSERT_GT(small.peakKib, 0) << "GNU time (Debian package time) did not measure the probe";
+    long smallKib = 0;
+    const ProcessResult small = g_desktop->measured(
+        probeArguments(pointOf(
+            g_desktop->peekwell({u"--probe-word"_s, kMousepad.name, kMousepad.word}).json())),
+        &smallKib);
+    ASSERT_EQ(field(small.json(), "word"), kMousepad.word.toStdString());
+    ASSERT_GT(smallKib, 0) << "GNU time (Debian package time) did not measure the probe";
 
     const std::pair<QString, QStringList> programs[] = {
         {kQtWindow, {u"--file"_s, file.fileName()}},
@@ -351,16 +333,17 @@ TEST_F(CaptureEndToEndTest, InTenMegabytesOfTextOnlyTheStretchUnderThePointerIsR
         const QRectF window = g_desktop->windowOf(program->processId());
         ASSERT_FALSE(window.isEmpty()) << "no window";
         const QPointF point(window.left() + 12, window.center().y());
-        ProbeRun probed;
+        ProcessResult probed;
+        long probedKib = 0;
         for (QDeadlineTimer deadline(60000);
-             field(probed.report, "sentence") != last.toStdString() && !deadline.hasExpired();
+             field(probed.json(), "sentence") != last.toStdString() && !deadline.hasExpired();
              QThread::msleep(250))
-            probed = g_desktop->measured(probeArguments(point));
+            probed = g_desktop->measured(probeArguments(point), &probedKib);
         ASSERT_EQ(probed.exitCode, 0) << probed.err.toStdString();
-        EXPECT_EQ(field(probed.report, "word"), "Zebras");
-        EXPECT_EQ(field(probed.report, "sentence"), last.toStdString());
-        EXPECT_EQ(field(probed.report, "method"), "range");
-        EXPECT_LT(probed.peakKib - small.peakKib, text.size() / 2 / 1024);
+        EXPECT_EQ(field(probed.json(), "word"), "Zebras");
+        EXPECT_EQ(field(probed.json(), "sentence"), last.toStdString());
+        EXPECT_EQ(field(probed.json(), "method"), "range");
+        EXPECT_LT(probedKib - smallKib, text.size() / 2 / 1024);
     }
 }
 
@@ -369,18 +352,18 @@ TEST_F(CaptureEndToEndTest, WithoutABusOrADisplayTheProbeSaysSo)
     QProcessEnvironment noBus = g_desktop->environment();
     noBus.insert(u"DBUS_SESSION_BUS_ADDRESS"_s, u"unix:path=/nonexistent/bus"_s);
     noBus.insert(u"AT_SPI_BUS_ADDRESS"_s, u"unix:path=/nonexistent/a11y"_s);
-    const ProbeRun untrusted = g_desktop->peekwell({u"--probe"_s, u"100"_s, u"100"_s}, noBus);
+    const ProcessResult untrusted = g_desktop->peekwell({u"--probe"_s, u"100"_s, u"100"_s}, noBus);
     ASSERT_EQ(untrusted.exitCode, 0) << untrusted.err.toStdString();
-    EXPECT_EQ(untrusted.report.keys(), (QStringList{u"ms"_s, u"trusted"_s}));
-    EXPECT_EQ(field(untrusted.report, "trusted"), "false");
+    EXPECT_EQ(untrusted.json().keys(), (QStringList{u"ms"_s, u"trusted"_s}));
+    EXPECT_EQ(field(untrusted.json(), "trusted"), "false");
 
     QProcessEnvironment noDisplay = g_desktop->environment();
     noDisplay.remove(u"DISPLAY"_s);
     for (const QStringList& arguments :
          {QStringList{u"--probe"_s, u"1"_s, u"2"_s}, {u"--probe-word"_s, u"Mousepad"_s, u"x"_s}}) {
-        const ProbeRun refused = g_desktop->peekwell(arguments, noDisplay);
+        const ProcessResult refused = g_desktop->peekwell(arguments, noDisplay);
         EXPECT_EQ(refused.exitCode, 1);
-        EXPECT_TRUE(refused.report.isEmpty());
+        EXPECT_TRUE(refused.json().isEmpty());
         EXPECT_EQ(refused.err, "peekwell: " + arguments.first().toUtf8() +
                                    " needs a display (DISPLAY is not set)\n");
     }
@@ -393,24 +376,13 @@ TEST_F(CaptureEndToEndTest, AForceClickOnAWordOpensThePanelWithIt)
 {
     const QProcessEnvironment env = g_desktop->environment();
     const QString home = env.value(u"HOME"_s);
-    const QString statusFile = home + u"/.local/state/peekwell/logs/status.json"_s;
-    QFile::remove(statusFile);
-    auto status = [&] {
-        QFile file(statusFile);
-        return file.open(QIODevice::ReadOnly) ? QJsonDocument::fromJson(file.readAll()).object()
-                                              : QJsonObject();
-    };
-    auto waitFor = [](auto condition, int ms) {
-        QDeadlineTimer deadline(ms);
-        while (!condition() && !deadline.hasExpired())
-            QThread::msleep(100);
-        return condition();
-    };
+    QFile::remove(home + u"/.local/state/peekwell/logs/status.json"_s);
+    auto status = [&] { return logReport(home, u"status.json"_s); };
     auto xdotool = [&](const QStringList& arguments) {
-        return g_desktop->tool(u"xdotool"_s, arguments).trimmed();
+        return g_desktop->x().tool(u"xdotool"_s, arguments);
     };
     auto panelShown = [&] {
-        return !xdotool({u"search"_s, u"--onlyvisible"_s, u"--name"_s, u"^Peekwell$"_s}).isEmpty();
+        return !g_desktop->x().window({u"--name"_s, u"^Peekwell$"_s}).isEmpty();
     };
     auto longPress = [&](const QPointF& point) {
         xdotool({u"mousemove"_s, QString::number(qRound(point.x())),
@@ -423,17 +395,14 @@ TEST_F(CaptureEndToEndTest, AForceClickOnAWordOpensThePanelWithIt)
     app.setProcessChannelMode(QProcess::ForwardedErrorChannel);
     app.start(kPeekwell, {});
     ASSERT_TRUE(app.waitForStarted(5000));
-    ASSERT_TRUE(waitFor([&] { return status().value(u"tapInstalled"_s).toBool(); }, 20000))
+    ASSERT_TRUE(spinUntil([&] { return status().value(u"tapInstalled"_s).toBool(); }, 20000))
         << "the application never started listening";
     EXPECT_EQ(status().value(u"lastCapture"_s).toString(), QString());
 
     // Without a tray the menu opens at start; it goes where it covers none of the programs.
-    ASSERT_TRUE(waitFor(
-        [&] {
-            return !xdotool({u"search"_s, u"--onlyvisible"_s, u"--name"_s, u"^Peekwell menu$"_s})
-                        .isEmpty();
-        },
-        10000));
+    ASSERT_TRUE(spinUntil([&] {
+        return !g_desktop->x().window({u"--name"_s, u"^Peekwell menu$"_s}).isEmpty();
+    }));
     xdotool({u"search"_s, u"--onlyvisible"_s, u"--name"_s, u"^Peekwell menu$"_s,
              u"windowminimize"_s, u"--sync"_s});
 
@@ -442,18 +411,17 @@ TEST_F(CaptureEndToEndTest, AForceClickOnAWordOpensThePanelWithIt)
     for (const Program& program : {kMousepad, kQt, kChromium}) {
         SCOPED_TRACE(program.name.toStdString());
         point =
-            pointOf(g_desktop->peekwell({u"--probe-word"_s, program.name, program.word}).report);
+            pointOf(g_desktop->peekwell({u"--probe-word"_s, program.name, program.word}).json());
         longPress(point);
         ++presses;
-        EXPECT_TRUE(
-            waitFor([&] { return status().value(u"forceClicks"_s).toInt() == presses; }, 10000));
+        EXPECT_TRUE(spinUntil([&] { return status().value(u"forceClicks"_s).toInt() == presses; }));
         EXPECT_EQ(status().value(u"lastCapture"_s).toString(),
                   program.word + u" via range in "_s + program.app);
-        EXPECT_TRUE(waitFor(panelShown, 10000)) << "no panel after the force click";
+        EXPECT_TRUE(spinUntil(panelShown)) << "no panel after the force click";
 
         // A click (which also closes the panel) is no force click.
         xdotool({u"click"_s, u"1"_s});
-        EXPECT_TRUE(waitFor([&] { return !panelShown(); }, 10000));
+        EXPECT_TRUE(spinUntil([&] { return !panelShown(); }));
     }
     QThread::msleep(1500);
     EXPECT_EQ(status().value(u"forceClicks"_s).toInt(), presses);
@@ -464,8 +432,7 @@ TEST_F(CaptureEndToEndTest, AForceClickOnAWordOpensThePanelWithIt)
         .setValue(u"enabled"_s, false);
     const QString last = status().value(u"lastCapture"_s).toString();
     longPress(point);
-    EXPECT_TRUE(
-        waitFor([&] { return status().value(u"forceClicks"_s).toInt() == presses + 1; }, 10000));
+    EXPECT_TRUE(spinUntil([&] { return status().value(u"forceClicks"_s).toInt() == presses + 1; }));
     EXPECT_EQ(status().value(u"lastCapture"_s).toString(), last);
     EXPECT_FALSE(panelShown());
 

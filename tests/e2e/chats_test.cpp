@@ -31,11 +31,6 @@ QProcessEnvironment environmentFor(const QString& home, const QString& dataHome 
     return env;
 }
 
-QJsonObject json(const QByteArray& text)
-{
-    return QJsonDocument::fromJson(text).object();
-}
-
 // Writes transcripts of all four agents with a mixed vocabulary, deterministically.
 class Corpus {
 public:
@@ -210,7 +205,7 @@ TEST(ChatsEndToEndTest, IndexThenSearchWithReports)
     ProcessResult run = runPeekwell({u"--index"_s}, environmentFor(home.path()));
     ASSERT_FALSE(run.crashed);
     EXPECT_EQ(run.exitCode, 0);
-    QJsonObject report = json(run.out);
+    QJsonObject report = run.json();
     EXPECT_EQ(report.value(u"files"_s).toInt(), 45);
     EXPECT_EQ(report.value(u"changedFiles"_s).toInt(), 45);
     EXPECT_GT(report.value(u"messages"_s).toInt(), 45 * 5);
@@ -233,7 +228,7 @@ TEST(ChatsEndToEndTest, IndexThenSearchWithReports)
 
     run = runPeekwell({u"--search"_s, u"widget"_s}, environmentFor(home.path()));
     EXPECT_EQ(run.exitCode, 0);
-    report = json(run.out);
+    report = run.json();
     EXPECT_TRUE(report.value(u"ms"_s).isDouble());
     const QJsonArray hits = report.value(u"hits"_s).toArray();
     EXPECT_EQ(hits.size(), 8);
@@ -251,7 +246,7 @@ TEST(ChatsEndToEndTest, IndexThenSearchWithReports)
     }
 
     run = runPeekwell({u"--search"_s, u"ocelot attack"_s}, environmentFor(home.path()));
-    const QJsonArray evil = json(run.out).value(u"hits"_s).toArray();
+    const QJsonArray evil = run.json().value(u"hits"_s).toArray();
     ASSERT_EQ(evil.size(), 1);
     EXPECT_EQ(evil[0].toArray()[3].toString(), u"claude --resume 'x; touch pwned'"_s);
 }
@@ -265,7 +260,7 @@ TEST(ChatsEndToEndTest, SettingsCombineWithTheOperationAndPersist)
                      u"http://127.0.0.1:8080/v1"_s, u"--search"_s, u"anything"_s},
                     environmentFor(home.path()));
     EXPECT_EQ(run.exitCode, 0);
-    EXPECT_EQ(json(run.out).value(u"hits"_s).toArray().size(), 0);
+    EXPECT_EQ(run.json().value(u"hits"_s).toArray().size(), 0);
     const Preferences stored(home.path() + u"/.config/peekwell/peekwell.conf"_s);
     EXPECT_EQ(stored.stringValue(u"recall.model"_s), u"openAI"_s);
     EXPECT_EQ(stored.stringValue(u"recall.openAI.modelName"_s), u"gpt-test"_s);
@@ -300,13 +295,9 @@ TEST(ChatsEndToEndTest, KilledPassesNeverCorruptTheIndex)
                 corpus.addClaude(40);
         }
         QProcess process;
-        process.setProcessEnvironment([&] {
-            QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-            const QProcessEnvironment extra = environmentFor(home.path(), crashData);
-            for (const QString& key : extra.keys())
-                env.insert(key, extra.value(key));
-            return env;
-        }());
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.insert(environmentFor(home.path(), crashData));
+        process.setProcessEnvironment(env);
         process.start(QStringLiteral(PEEKWELL_EXECUTABLE), {u"--index"_s});
         ASSERT_TRUE(process.waitForStarted());
         const auto delay = static_cast<unsigned long>(random() % (fullPassMs / 2 + 1));
@@ -319,9 +310,8 @@ TEST(ChatsEndToEndTest, KilledPassesNeverCorruptTheIndex)
         } else {
             process.waitForFinished();
         }
-        if (QFile::exists(crashDb)) {
+        if (QFile::exists(crashDb))
             EXPECT_EQ(integrity(crashDb), u"ok"_s) << "after round " << round;
-        }
     }
     EXPECT_GE(kills, 20);
     std::printf("%d kills, a full pass takes %lld ms\n", kills, static_cast<long long>(fullPassMs));

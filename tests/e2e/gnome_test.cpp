@@ -7,10 +7,10 @@
 #include "platform/gnome/gnomeshellinputevents.h"
 #include "tests/support/eventwait.h"
 #include "tests/support/gnomeshellsession.h"
+#include "tests/support/processrun.h"
 
 #include <QDBusMessage>
 #include <QDBusPendingCall>
-#include <QDeadlineTimer>
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -300,25 +300,19 @@ TEST_F(GnomeShellTest, AForceClickOnAWaylandWordOpensThePanelBesideThePointer)
     QByteArray log;
     QObject::connect(&peekwell, &QProcess::readyReadStandardError,
                      [&] { log += peekwell.readAllStandardError(); });
-    auto status = [] {
-        QFile file(s_shell->home() + u"/.local/state/peekwell/logs/status.json"_s);
-        return file.open(QIODevice::ReadOnly) ? QJsonDocument::fromJson(file.readAll()).object()
-                                              : QJsonObject();
-    };
-    QDeadlineTimer started(30'000); // a cold start on a loaded machine
-    while (status().value(u"listeningThrough"_s) != u"the GNOME Shell extension"_s &&
-           !started.hasExpired())
-        QTest::qWait(100);
-    ASSERT_FALSE(started.hasExpired()) << log.toStdString();
+    auto status = [] { return logReport(s_shell->home(), u"status.json"_s); };
+    ASSERT_TRUE(spinUntil( // a cold start on a loaded machine
+        [&] { return status().value(u"listeningThrough"_s) == u"the GNOME Shell extension"_s; },
+        30'000))
+        << log.toStdString();
 
     // GTK 3 on Wayland knows no screen position: the probe's point is relative to Mousepad's
     // surface, and the Shell says where that is.
-    QProcess probe;
-    probe.setProcessEnvironment(env);
-    probe.start(QStringLiteral(PEEKWELL_EXECUTABLE), {u"--probe-word"_s, u"mousepad"_s, kWord});
-    ASSERT_TRUE(probe.waitForFinished(30'000));
-    const QJsonArray inSurface =
-        QJsonDocument::fromJson(probe.readAllStandardOutput()).object().value(u"point"_s).toArray();
+    const QJsonArray inSurface = runProcess(QStringLiteral(PEEKWELL_EXECUTABLE),
+                                            {u"--probe-word"_s, u"mousepad"_s, kWord}, env, 30'000)
+                                     .json()
+                                     .value(u"point"_s)
+                                     .toArray();
     ASSERT_EQ(inSurface.size(), 2);
     const QJsonArray surface =
         s_shell

@@ -1,9 +1,9 @@
+#include "tests/support/processrun.h"
 #include "tests/support/temphome.h"
 
 #include <QDirIterator>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QProcess>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
 
@@ -15,12 +15,6 @@ namespace {
 // bus, its login keyring unlocked with a password and kept in the temporary home.
 class KeyringTest : public ::testing::Test {
 protected:
-    struct Result {
-        int exitCode = -1;
-        QByteArray out;
-        QByteArray err;
-    };
-
     QProcessEnvironment environment(const std::optional<QByteArray>& key) const
     {
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
@@ -33,22 +27,9 @@ protected:
         return env;
     }
 
-    static Result run(const QString& program, const QStringList& arguments,
-                      const QProcessEnvironment& env)
-    {
-        QProcess process;
-        process.setProcessEnvironment(env);
-        process.start(program, arguments);
-        if (!process.waitForFinished(60000)) {
-            process.kill();
-            process.waitForFinished();
-        }
-        return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
-                process.readAllStandardOutput(), process.readAllStandardError()};
-    }
-
     // Runs `command` inside a fresh session bus with the keyring daemon up and unlocked.
-    Result inKeyring(const QStringList& command, const std::optional<QByteArray>& key = {}) const
+    ProcessResult inKeyring(const QStringList& command,
+                            const std::optional<QByteArray>& key = {}) const
     {
         static const QString script = QStringLiteral(
             "printf peekwell-test | gnome-keyring-daemon --unlock --components=secrets >/dev/null "
@@ -60,12 +41,12 @@ protected:
             "  sleep 0.05\n"
             "done\n"
             "exit 98\n");
-        return run(u"dbus-run-session"_s,
-                   QStringList{u"--"_s, u"bash"_s, u"-c"_s, script, u"keyring"_s} + command,
-                   environment(key));
+        return runProcess(u"dbus-run-session"_s,
+                          QStringList{u"--"_s, u"bash"_s, u"-c"_s, script, u"keyring"_s} + command,
+                          environment(key));
     }
 
-    Result setKey(const QString& account, const std::optional<QByteArray>& key) const
+    ProcessResult setKey(const QString& account, const std::optional<QByteArray>& key) const
     {
         return inKeyring({QStringLiteral(PEEKWELL_EXECUTABLE), u"--set-key"_s, account}, key);
     }
@@ -73,18 +54,13 @@ protected:
     // What `secret-tool` finds under the program's service for the account.
     std::optional<QByteArray> lookup(const QString& account) const
     {
-        const Result found = inKeyring(
+        const ProcessResult found = inKeyring(
             {u"secret-tool"_s, u"lookup"_s, u"service"_s, u"peekwell"_s, u"account"_s, account});
         EXPECT_NE(found.exitCode, 97) << "gnome-keyring-daemon could not start";
         EXPECT_NE(found.exitCode, 98) << "the keyring never appeared on the bus";
         if (found.exitCode != 0)
             return std::nullopt;
         return found.out;
-    }
-
-    static QJsonObject report(const Result& result)
-    {
-        return QJsonDocument::fromJson(result.out).object();
     }
 
     // True when no file under the home holds the text (the keyring's own files are
@@ -108,31 +84,29 @@ protected:
 
 TEST_F(KeyringTest, SetKeyStoresReadsBackReplacesAndDeletesInTheDesktopKeyring)
 {
-    const Result first = setKey(u"openai"_s, "sk-live-one");
+    const ProcessResult first = setKey(u"openai"_s, "sk-live-one");
     ASSERT_EQ(first.exitCode, 0) << first.err.toStdString();
-    EXPECT_EQ(report(first), QJsonObject({{"account", "openai"}, {"stored", true}}))
+    EXPECT_EQ(first.json(), QJsonObject({{"account", "openai"}, {"stored", true}}))
         << first.out.toStdString();
     EXPECT_EQ(lookup(u"openai"_s), QByteArray("sk-live-one"));
     EXPECT_FALSE(first.out.contains("sk-live") || first.err.contains("sk-live"));
 
     ASSERT_EQ(setKey(u"anthropic"_s, "sk-ant-keep").exitCode, 0);
-    const Result replaced = setKey(u"openai"_s, "sk-live-two");
-    EXPECT_EQ(report(replaced).value("stored"), true);
+    const ProcessResult replaced = setKey(u"openai"_s, "sk-live-two");
+    EXPECT_EQ(replaced.json().value("stored"), true);
     EXPECT_EQ(lookup(u"openai"_s), QByteArray("sk-live-two"));
 
-    const Result deleted = setKey(u"openai"_s, std::nullopt);
+    const ProcessResult deleted = setKey(u"openai"_s, std::nullopt);
     EXPECT_EQ(deleted.exitCode, 0);
-    EXPECT_EQ(report(deleted), QJsonObject({{"account", "openai"}, {"stored", false}}));
+    EXPECT_EQ(deleted.json(), QJsonObject({{"account", "openai"}, {"stored", false}}));
     EXPECT_EQ(lookup(u"openai"_s), std::nullopt);
     EXPECT_EQ(lookup(u"anthropic"_s), QByteArray("sk-ant-keep")) << "other accounts stay";
 
-    EXPECT_EQ(report(setKey(u"anthropic"_s, "")).value("stored"), false);
+    EXPECT_EQ(setKey(u"anthropic"_s, "").json().value("stored"), false);
     EXPECT_EQ(lookup(u"anthropic"_s), std::nullopt);
 
     // The report file is there, and no key was written anywhere in clear.
-    QFile file(home.path() + u"/.local/state/peekwell/logs/keys.json"_s);
-    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
-    EXPECT_EQ(QJsonDocument::fromJson(file.readAll()).object(),
+    EXPECT_EQ(logReport(home.path(), u"keys.json"_s),
               QJsonObject({{"account", "anthropic"}, {"stored", false}}));
     EXPECT_TRUE(homeLacks("sk-live-one"));
     EXPECT_TRUE(homeLacks("sk-ant-keep"));
@@ -154,9 +128,10 @@ TEST_F(KeyringTest, WithoutAUsableKeyringSetKeyReportsNotStoredAndSaysWhyInOneLi
          "peekwell: the keyring did not store the key (is it locked?)\n"},
     };
     for (const auto& c : cases) {
-        const Result result = run(c.program, c.arguments, environment(QByteArray("sk-nowhere")));
+        const ProcessResult result =
+            runProcess(c.program, c.arguments, environment(QByteArray("sk-nowhere")));
         EXPECT_EQ(result.exitCode, 0) << result.err.toStdString();
-        EXPECT_EQ(report(result), QJsonObject({{"account", "openai"}, {"stored", false}}));
+        EXPECT_EQ(result.json(), QJsonObject({{"account", "openai"}, {"stored", false}}));
         if (c.program == peekwell) { // the bus daemon adds its own lines in the other case
             EXPECT_EQ(result.err.trimmed().count('\n'), 0) << result.err.toStdString();
         }

@@ -1,17 +1,15 @@
 // The panel end to end: the real executable (and the same program with scripted sources)
 // on a private X server with a window manager, driven and observed with xdotool, xwininfo,
 // xprop and xclip as a user's desktop would be.
+#include "tests/support/eventwait.h"
+#include "tests/support/processrun.h"
 #include "tests/support/temphome.h"
 #include "tests/support/xsession.h"
 
-#include <QDeadlineTimer>
-#include <QFile>
 #include <QJsonArray>
-#include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
 #include <QRect>
-#include <QRegularExpression>
 #include <QThread>
 #include <gtest/gtest.h>
 #include <memory>
@@ -22,14 +20,6 @@ namespace {
 
 const QString kPeekwell = QStringLiteral(PEEKWELL_EXECUTABLE);
 const QString kScripted = QStringLiteral(PEEKWELL_SCRIPTED_EXECUTABLE);
-
-template <typename F> bool waitFor(F condition, int ms = 10000)
-{
-    QDeadlineTimer deadline(ms);
-    while (!condition() && !deadline.hasExpired())
-        QThread::msleep(50);
-    return condition();
-}
 
 class PanelEndToEndTest : public ::testing::Test {
 protected:
@@ -67,7 +57,7 @@ protected:
     {
         launch(kScripted, {u"--lookup"_s, u"word"_s, u"--at"_s, u"300"_s, u"200"_s}, script);
         const QString window = panelWindow();
-        EXPECT_TRUE(waitFor([&] { return !report(u"lookup.json"_s).isEmpty(); }));
+        EXPECT_TRUE(spinUntil([&] { return !report(u"lookup.json"_s).isEmpty(); }));
         return window;
     }
 
@@ -76,32 +66,16 @@ protected:
         return m_session.tool(u"xdotool"_s, arguments);
     }
 
-    QString panelWindowNow()
-    {
-        return xdotool({u"search"_s, u"--onlyvisible"_s, u"--name"_s, u"^Peekwell$"_s})
-            .trimmed()
-            .section(u'\n', 0, 0);
-    }
+    QString panelWindowNow() { return m_session.window({u"--name"_s, u"^Peekwell$"_s}); }
     QString panelWindow()
     {
         QString id;
-        waitFor([&] { return !(id = panelWindowNow()).isEmpty(); }, 15000);
+        spinUntil([&] { return !(id = panelWindowNow()).isEmpty(); }, 15000);
         return id;
     }
     bool panelGone()
     {
-        return waitFor([&] { return panelWindowNow().isEmpty(); });
-    }
-
-    // Position and size on screen, as the X server has it.
-    QRect geometry(const QString& window)
-    {
-        const QString info = m_session.tool(u"xwininfo"_s, {u"-id"_s, window});
-        auto field = [&](const QString& name) {
-            return QRegularExpression(name + u":\\s+(-?\\d+)"_s).match(info).captured(1).toInt();
-        };
-        return {field(u"Absolute upper-left X"_s), field(u"Absolute upper-left Y"_s),
-                field(u"Width"_s), field(u"Height"_s)};
+        return spinUntil([&] { return panelWindowNow().isEmpty(); });
     }
 
     void click(int x, int y, int button = 1)
@@ -110,12 +84,7 @@ protected:
                  QString::number(button)});
     }
 
-    QJsonObject report(const QString& name)
-    {
-        QFile file(m_home.path() + u"/.local/state/peekwell/logs/"_s + name);
-        return file.open(QIODevice::ReadOnly) ? QJsonDocument::fromJson(file.readAll()).object()
-                                              : QJsonObject();
-    }
+    QJsonObject report(const QString& name) { return logReport(m_home.path(), name); }
 
     TempHome m_home;
     XSession m_session;
@@ -128,7 +97,7 @@ TEST_F(PanelEndToEndTest, LookupMapsThePanelWhereItsReportSaysAndExitsAfterTheHo
            {u"--lookup"_s, u"word"_s, u"--at"_s, u"100"_s, u"200"_s, u"--hold"_s, u"3"_s});
     const QString window = panelWindow();
     ASSERT_FALSE(window.isEmpty()) << "no panel window appeared";
-    const QRect onScreen = geometry(window);
+    const QRect onScreen = m_session.geometry(window);
     EXPECT_EQ(onScreen, QRect(64, 216, 470, 340));
 
     // The window manager is told: no focus for the panel, every desktop, above the rest.
@@ -161,11 +130,8 @@ TEST_F(PanelEndToEndTest, PanelLeavesTheFocusWithTheApplicationUnderIt)
                                 u"some text to look up"_s});
     ASSERT_TRUE(other.waitForStarted(5000)) << "xmessage (Debian package x11-utils) is missing";
     QString otherWindow;
-    ASSERT_TRUE(waitFor([&] {
-        otherWindow = xdotool({u"search"_s, u"--onlyvisible"_s, u"--classname"_s, u"otherapp"_s})
-                          .trimmed()
-                          .section(u'\n', 0, 0);
-        return !otherWindow.isEmpty();
+    ASSERT_TRUE(spinUntil([&] {
+        return !(otherWindow = m_session.window({u"--classname"_s, u"otherapp"_s})).isEmpty();
     }));
     xdotool({u"windowfocus"_s, u"--sync"_s, otherWindow});
     auto focused = [&] { return xdotool({u"getwindowfocus"_s}).trimmed(); };
@@ -177,64 +143,51 @@ TEST_F(PanelEndToEndTest, PanelLeavesTheFocusWithTheApplicationUnderIt)
     other.waitForFinished(5000);
 }
 
-TEST_F(PanelEndToEndTest, EscapeClosesThePanelAndTheProcessStays)
-{
-    ASSERT_FALSE(scriptedPanel().isEmpty());
-    xdotool({u"key"_s, u"Escape"_s});
-    EXPECT_TRUE(panelGone()) << "Escape did not close the panel";
-    EXPECT_EQ(m_process->state(), QProcess::Running);
-}
-
 TEST_F(PanelEndToEndTest, ClosingThePanelEndsItsLookupAndTheReportAtOnce)
 {
     // The source would keep the lookup waiting for its 30 s time-out.
     launch(kScripted, {u"--lookup"_s, u"word"_s, u"--at"_s, u"300"_s, u"200"_s}, u"hang"_s);
     ASSERT_FALSE(panelWindow().isEmpty());
     xdotool({u"key"_s, u"Escape"_s});
-    ASSERT_TRUE(panelGone());
-    ASSERT_TRUE(waitFor([&] { return !report(u"lookup.json"_s).isEmpty(); }, 10000))
+    ASSERT_TRUE(panelGone()) << "Escape did not close the panel";
+    EXPECT_EQ(m_process->state(), QProcess::Running);
+    ASSERT_TRUE(spinUntil([&] { return !report(u"lookup.json"_s).isEmpty(); }))
         << "the report waited for the closed lookup's sources";
     const QJsonObject tab = report(u"lookup.json"_s).value(u"tabs"_s).toArray().at(0).toObject();
     EXPECT_EQ(tab.value(u"phase"_s).toString(), u"empty"_s);
 }
 
-TEST_F(PanelEndToEndTest, ClickInsideKeepsThePanelClickOutsideClosesIt)
+TEST_F(PanelEndToEndTest, ClicksAndTheBodysMenuInsideKeepThePanelAClickOutsideClosesIt)
 {
     const QString window = scriptedPanel();
     ASSERT_FALSE(window.isEmpty());
-    const QRect frame = geometry(window);
+    const QRect frame = m_session.geometry(window);
     // In the header, away from rows and tabs.
     click(frame.x() + 300, frame.y() + 20);
     QThread::msleep(1000); // a close would have happened by now
     EXPECT_FALSE(panelWindowNow().isEmpty()) << "a click inside closed the panel";
+
+    // The Answer tab's body, under its title; the menu opens at the pointer, Copy first.
+    const int x = frame.x() + 60, y = frame.y() + 100;
+    click(x, y, 3);
+    QThread::msleep(500);
+    click(x + 30, y + 12);
+    EXPECT_TRUE(spinUntil([&] {
+        return m_session.tool(u"xclip"_s, {u"-o"_s, u"-selection"_s, u"clipboard"_s})
+            .startsWith(u"A single distinct meaningful element"_s);
+    })) << "Copy did not put the body on the clipboard";
+    EXPECT_FALSE(panelWindowNow().isEmpty()) << "a press in the panel's own menu closed it";
 
     // The back button counts as much as the left one.
     click(frame.right() + 200, frame.bottom() + 100, 8);
     EXPECT_TRUE(panelGone()) << "a click outside did not close the panel";
 }
 
-TEST_F(PanelEndToEndTest, TheBodysMenuCopiesItsTextAndKeepsThePanel)
-{
-    const QString window = scriptedPanel();
-    ASSERT_FALSE(window.isEmpty());
-    const QRect frame = geometry(window);
-    // The Answer tab's body, under its title; the menu opens at the pointer, Copy first.
-    const int x = frame.x() + 60, y = frame.y() + 100;
-    xdotool({u"mousemove"_s, QString::number(x), QString::number(y), u"click"_s, u"3"_s});
-    QThread::msleep(500);
-    click(x + 30, y + 12);
-    EXPECT_TRUE(waitFor([&] {
-        return m_session.tool(u"xclip"_s, {u"-o"_s, u"-selection"_s, u"clipboard"_s})
-            .startsWith(u"A single distinct meaningful element"_s);
-    })) << "Copy did not put the body on the clipboard";
-    EXPECT_FALSE(panelWindowNow().isEmpty()) << "a press in the panel's own menu closed it";
-}
-
 TEST_F(PanelEndToEndTest, ClickingARowWithACopyLinkCopiesTheCommandAndCloses)
 {
     const QString window = scriptedPanel(u"copy"_s);
     ASSERT_FALSE(window.isEmpty());
-    const QRect frame = geometry(window);
+    const QRect frame = m_session.geometry(window);
     // The first row's title, right under the header.
     click(frame.x() + 40, frame.y() + 75);
     EXPECT_TRUE(panelGone()) << "opening a row did not close the panel";

@@ -1,13 +1,12 @@
 // "--snapshot" and "--lookup" without a display, run as the real program is.
+#include "tests/support/processrun.h"
 #include "tests/support/temphome.h"
 
 #include <QDir>
 #include <QFile>
 #include <QImage>
 #include <QJsonArray>
-#include <QJsonDocument>
 #include <QJsonObject>
-#include <QProcess>
 #include <gtest/gtest.h>
 
 using namespace Qt::Literals::StringLiterals;
@@ -17,52 +16,25 @@ namespace {
 const QString kPeekwell = QStringLiteral(PEEKWELL_EXECUTABLE);
 const QString kScripted = QStringLiteral(PEEKWELL_SCRIPTED_EXECUTABLE);
 
-struct Outcome {
-    int exitCode = -1;
-    QByteArray out;
-    QByteArray err;
-};
-
 // Runs a program without any display, in the temporary home.
-Outcome run(const QString& program, const QStringList& arguments, const TempHome& home,
-            bool offscreen = false)
+ProcessResult run(const QString& program, const QStringList& arguments, const TempHome& home,
+                  bool offscreen = false)
 {
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    env.remove(u"DISPLAY"_s);
-    env.remove(u"WAYLAND_DISPLAY"_s);
-    env.remove(u"QT_QPA_PLATFORM"_s);
+    for (const char* name : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM", "XDG_CONFIG_HOME",
+                             "XDG_DATA_HOME", "XDG_STATE_HOME"})
+        env.remove(QString::fromLatin1(name));
     if (offscreen)
         env.insert(u"QT_QPA_PLATFORM"_s, u"offscreen"_s);
     env.insert(u"HOME"_s, home.path());
-    for (const char* name : {"XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_STATE_HOME"})
-        env.remove(QString::fromLatin1(name));
-    QProcess process;
-    process.setProcessEnvironment(env);
-    process.start(program, arguments);
-    Outcome result;
-    if (!process.waitForFinished(60000)) {
-        process.kill();
-        process.waitForFinished();
-        return result;
-    }
-    result.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
-    result.out = process.readAllStandardOutput();
-    result.err = process.readAllStandardError();
-    return result;
-}
-
-QJsonObject logReport(const TempHome& home, const QString& name)
-{
-    QFile file(home.path() + u"/.local/state/peekwell/logs/"_s + name);
-    return file.open(QIODevice::ReadOnly) ? QJsonDocument::fromJson(file.readAll()).object()
-                                          : QJsonObject();
+    return runProcess(program, arguments, env);
 }
 
 TEST(SnapshotEndToEndTest, EveryTabBecomesA940By680PngAndTheReportComesLast)
 {
     TempHome home;
     const QString shot = home.path() + u"/shot.png"_s;
-    const Outcome result =
+    const ProcessResult result =
         run(kScripted, {u"--snapshot"_s, shot, u"word"_s, u"--context"_s, u"One word at a time."_s},
             home, true);
     ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
@@ -73,8 +45,8 @@ TEST(SnapshotEndToEndTest, EveryTabBecomesA940By680PngAndTheReportComesLast)
     }
     EXPECT_FALSE(QFile::exists(shot));
 
-    const QJsonObject report = logReport(home, u"snapshot.json"_s);
-    EXPECT_EQ(report, QJsonDocument::fromJson(result.out).object());
+    const QJsonObject report = logReport(home.path(), u"snapshot.json"_s);
+    EXPECT_EQ(report, result.json());
     EXPECT_EQ(report.value(u"selected"_s).toString(), u"wikipedia"_s);
     EXPECT_EQ(report.value(u"context"_s).toString(), u"One word at a time."_s);
     const QJsonArray tabs = report.value(u"tabs"_s).toArray();
@@ -87,7 +59,7 @@ TEST(SnapshotEndToEndTest, PathWithoutPngIsOneFileThatEachTabOverwrites)
 {
     TempHome home;
     const QString shot = home.path() + u"/shot"_s;
-    const Outcome result = run(kScripted, {u"--snapshot"_s, shot, u"word"_s}, home, true);
+    const ProcessResult result = run(kScripted, {u"--snapshot"_s, shot, u"word"_s}, home, true);
     ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
     EXPECT_EQ(QImage(shot).size(), QSize(940, 680));
     EXPECT_EQ(QDir(home.path()).entryList({u"shot*"_s}, QDir::Files), QStringList{u"shot"_s});
@@ -102,9 +74,9 @@ TEST(SnapshotEndToEndTest, RealProgramRendersOneImagePerTabWithoutADisplay)
                "[General]\nbackend.wikipedia.url=http://127.0.0.1:9\n"
                "localModel.baseURL=http://127.0.0.1:9/v1\n");
     const QString shot = home.path() + u"/shot.png"_s;
-    const Outcome result = run(kPeekwell, {u"--snapshot"_s, shot, u"word"_s}, home);
+    const ProcessResult result = run(kPeekwell, {u"--snapshot"_s, shot, u"word"_s}, home);
     ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
-    const QJsonObject report = logReport(home, u"snapshot.json"_s);
+    const QJsonObject report = logReport(home.path(), u"snapshot.json"_s);
     ASSERT_TRUE(report.contains(u"tabs"_s)) << result.out.toStdString();
     const QJsonArray tabs = report.value(u"tabs"_s).toArray();
     ASSERT_EQ(tabs.size(), 4) << "Answer, Recall, Chats and Wikipedia";
@@ -126,7 +98,7 @@ TEST(SnapshotEndToEndTest, RealProgramRendersOneImagePerTabWithoutADisplay)
 TEST(SnapshotEndToEndTest, LookupWithoutADisplaySaysSoInOneLineAndFails)
 {
     TempHome home;
-    const Outcome result = run(kPeekwell, {u"--lookup"_s, u"word"_s}, home);
+    const ProcessResult result = run(kPeekwell, {u"--lookup"_s, u"word"_s}, home);
     EXPECT_NE(result.exitCode, 0);
     EXPECT_NE(result.exitCode, -1) << "the program crashed or hung";
     const QList<QByteArray> lines = result.err.trimmed().split('\n');

@@ -51,6 +51,7 @@ public:
     {
         return m_x.tool(program, arguments);
     }
+    const XSession& x() const { return m_x; }
     qint64 pid(const Program& program) const;
     QString home() const { return m_home.path(); }
 

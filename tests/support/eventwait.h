@@ -7,13 +7,13 @@
 #include <QElapsedTimer>
 #include <QThread>
 
-// Runs the event loop, deferred deletions included, until the condition holds or 10 s pass.
+// Runs the event loop, deferred deletions included, until the condition holds or `ms` pass.
 // Returns the condition's last value.
-template <typename F> bool spinUntil(F condition)
+template <typename F> bool spinUntil(F condition, int ms = 10'000)
 {
     QElapsedTimer clock;
     clock.start();
-    while (!condition() && clock.elapsed() < 10'000) {
+    while (!condition() && clock.elapsed() < ms) {
         QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
         QThread::msleep(2);

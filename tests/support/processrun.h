@@ -1,19 +1,28 @@
 #pragma once
 
 #include <QByteArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QProcessEnvironment>
 #include <QStringList>
 
-// Runs the built peekwell executable to the end and keeps what it printed.
+// A program run to the end and what it printed.
 struct ProcessResult {
-    int exitCode = -1;
+    int exitCode = -1; // -1 after a crash or a time-out
     bool crashed = false;
     bool timedOut = false;
     QByteArray out;
     QByteArray err;
+
+    QJsonObject json() const { return QJsonDocument::fromJson(out).object(); }
 };
 
-// Runs PEEKWELL_EXECUTABLE with the arguments and the current environment plus `extra`,
-// waiting at most `timeoutMs`; a process still running then is killed.
+// Runs `program` with exactly `environment`, waiting at most `timeoutMs`; a process still
+// running then is killed.
+ProcessResult runProcess(const QString& program, const QStringList& arguments,
+                         const QProcessEnvironment& environment, int timeoutMs = 60'000);
+// Runs PEEKWELL_EXECUTABLE with the current environment plus `extra`.
 ProcessResult runPeekwell(const QStringList& arguments, const QProcessEnvironment& extra = {},
                           int timeoutMs = 60'000);
+// A JSON report the program left in the home's log folder; empty when there is none.
+QJsonObject logReport(const QString& home, const QString& name);

@@ -2,6 +2,7 @@
 
 #include <QDeadlineTimer>
 #include <QFile>
+#include <QRegularExpression>
 #include <QStandardPaths>
 #include <QThread>
 
@@ -138,4 +139,25 @@ QString XSession::tool(const QString& program, const QStringList& arguments, int
     if (exitCode)
         *exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
     return QString::fromUtf8(process.readAllStandardOutput());
+}
+
+QString XSession::window(const QStringList& search) const
+{
+    return tool(QStringLiteral("xdotool"),
+                QStringList{QStringLiteral("search"), QStringLiteral("--onlyvisible")} + search)
+        .section(QLatin1Char('\n'), 0, 0)
+        .trimmed();
+}
+
+QRect XSession::geometry(const QString& window) const
+{
+    const QString info = tool(QStringLiteral("xwininfo"), {QStringLiteral("-id"), window});
+    auto field = [&](const char* name) {
+        return QRegularExpression(QLatin1String(name) + QStringLiteral(":\\s+(-?\\d+)"))
+            .match(info)
+            .captured(1)
+            .toInt();
+    };
+    return {field("Absolute upper-left X"), field("Absolute upper-left Y"), field("Width"),
+            field("Height")};
 }

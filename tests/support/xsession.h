@@ -2,6 +2,7 @@
 
 #include <QProcess>
 #include <QProcessEnvironment>
+#include <QRect>
 #include <QString>
 #include <memory>
 
@@ -29,6 +30,10 @@ public:
     // Runs an X tool (xdotool, xwininfo, xprop, xclip) on this display; its standard output.
     QString tool(const QString& program, const QStringList& arguments,
                  int* exitCode = nullptr) const;
+    // The first visible window `xdotool search --onlyvisible <search>` finds; empty when none.
+    QString window(const QStringList& search) const;
+    // A window's position and size on screen, as the X server has it.
+    QRect geometry(const QString& window) const;
 
 private:
     QString m_display;
