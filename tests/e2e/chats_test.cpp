@@ -310,8 +310,9 @@ TEST(ChatsEndToEndTest, KilledPassesNeverCorruptTheIndex)
         } else {
             process.waitForFinished();
         }
-        if (QFile::exists(crashDb))
+        if (QFile::exists(crashDb)) {
             EXPECT_EQ(integrity(crashDb), u"ok"_s) << "after round " << round;
+        }
     }
     EXPECT_GE(kills, 20);
     std::printf("%d kills, a full pass takes %lld ms\n", kills, static_cast<long long>(fullPassMs));
