@@ -10,6 +10,7 @@
 #include <QCoreApplication>
 #include <QFile>
 #include <QFileInfo>
+#include <QHash>
 #include <deque>
 
 namespace {
@@ -78,20 +79,22 @@ void release(std::vector<Registration>& list)
 }
 
 // A string property of the application's org.a11y.atspi.Application interface ("ToolkitName",
-// "Version"), cached where libatspi caches it. libatspi's own getters (2.46) read the
-// element's application record again after the answer, but when the application left the bus
-// meanwhile, libatspi handles the departure notice while receiving the answer and clears that
-// record: the getter crashes. This call receives only the answer; the notice waits for
-// libatspi's next request, which checks for it.
-std::optional<QString> applicationProperty(AtspiAccessible* root, const char* name,
-                                           gchar* AtspiApplication::*cached, int timeoutMs,
+// "Version"), kept per application for the life of the process. libatspi's own getters (2.46)
+// read the element's application record again after the answer, but when the application left
+// the bus meanwhile, libatspi handles the departure notice while receiving the answer and
+// clears that record: the getter crashes. This call receives only the answer; the notice waits
+// for libatspi's next request, which checks for it.
+std::optional<QString> applicationProperty(AtspiAccessible* root, const char* name, int timeoutMs,
                                            GError** failure)
 {
     AtspiApplication* application = root->parent.app;
     if (!application || !application->bus || !application->bus_name)
         return std::nullopt;
-    if (application->*cached)
-        return QString::fromUtf8(application->*cached);
+    // Bus names are never reused within a bus's life.
+    static QHash<QByteArray, QString> answered;
+    const QByteArray key = QByteArray(application->bus_name) + ' ' + name;
+    if (const auto it = answered.constFind(key); it != answered.constEnd())
+        return *it;
     DBusMessage* message = dbus_message_new_method_call(application->bus_name, root->parent.path,
                                                         DBUS_INTERFACE_PROPERTIES, "Get");
     if (!message)
@@ -114,7 +117,7 @@ std::optional<QString> applicationProperty(AtspiAccessible* root, const char* na
             const char* text = nullptr;
             dbus_message_iter_get_basic(&variant, &text);
             value = QString::fromUtf8(text);
-            application->*cached = g_strdup(text);
+            answered.insert(key, *value);
         }
     }
     if (reply)
@@ -175,14 +178,11 @@ std::shared_ptr<AtspiNode> AtspiAccessibility::adopt(AtspiAccessible* root, qint
     program->timeoutMs = m_timeoutMs;
     auto node = std::make_shared<AtspiNode>(root, program);
     AtspiRequest request(*program);
-    program->toolkit = applicationProperty(root, "ToolkitName", &AtspiApplication::toolkit_name,
-                                           m_timeoutMs, request.error())
-                           .value_or(QString());
+    program->toolkit =
+        applicationProperty(root, "ToolkitName", m_timeoutMs, request.error()).value_or(QString());
     if (request.ok())
         program->toolkitVersion =
-            applicationProperty(root, "Version", &AtspiApplication::toolkit_version, m_timeoutMs,
-                                nullptr)
-                .value_or(QString());
+            applicationProperty(root, "Version", m_timeoutMs, nullptr).value_or(QString());
     // Qt counts UTF-16 units and answers word and sentence ranges only the older way.
     if (program->toolkit.startsWith(QLatin1String("Qt"))) {
         program->utf16 = true;
