@@ -18,7 +18,7 @@ quint32 internAtom(xcb_connection_t* connection, const char* name)
     XcbReply<xcb_intern_atom_reply_t> reply(xcb_intern_atom_reply(
         connection, xcb_intern_atom(connection, 0, static_cast<uint16_t>(std::strlen(name)), name),
         nullptr));
-    return reply ? reply->atom : XCB_ATOM_NONE;
+    return reply ? reply->atom : quint32(XCB_ATOM_NONE);
 }
 
 XcbReply<xcb_get_property_reply_t> readProperty(xcb_connection_t* connection, quint32 window,
