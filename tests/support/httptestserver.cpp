@@ -87,7 +87,9 @@ Reply& Reply::header(QByteArray name, QByteArray value)
 
 Reply& Reply::send(QByteArray bytes)
 {
-    m_steps.push_back({Step::Send, std::move(bytes), 0ms});
+    if (!bytes.isEmpty())
+        m_steps.push_back(
+            {Step::Write, QByteArray::number(bytes.size(), 16) + "\r\n" + bytes + "\r\n"});
     return *this;
 }
 
@@ -98,7 +100,7 @@ Reply& Reply::line(const QByteArray& text)
 
 Reply& Reply::pause(std::chrono::milliseconds wait)
 {
-    m_steps.push_back({Step::Pause, {}, wait});
+    m_steps.push_back({Step::Wait, {}, wait});
     return *this;
 }
 
@@ -148,17 +150,6 @@ struct HttpTestServer::State {
 };
 
 // --- One connection -----------------------------------------------------------------------
-
-namespace {
-
-// What a connection does next while answering: write bytes, wait, close, or stay silent.
-struct Action {
-    enum Kind { Write, Wait, Close, Hang } kind;
-    QByteArray bytes;
-    std::chrono::milliseconds wait{0};
-};
-
-} // namespace
 
 class HttpTestServer::Connection : public QObject {
 public:
@@ -229,12 +220,12 @@ private:
         using Shape = Reply::Shape;
         using End = Reply::End;
         if (reply.m_shape == Shape::Silent) {
-            m_actions.push_back({Action::Hang, {}, 0ms});
+            m_actions.push_back({Action::Hang});
             return;
         }
         if (reply.m_shape == Shape::Raw) {
-            m_actions.push_back({Action::Write, reply.m_body, 0ms});
-            m_actions.push_back({Action::Close, {}, 0ms});
+            m_actions.push_back({Action::Write, reply.m_body});
+            m_actions.push_back({Action::Close});
             return;
         }
         // The reason phrase may be empty; clients read only the code.
@@ -246,26 +237,17 @@ private:
             const QByteArray body = reply.m_end == End::Whole
                                         ? reply.m_body
                                         : reply.m_body.left(reply.m_body.size() / 2);
-            m_actions.push_back({Action::Write, head + body, 0ms});
+            m_actions.push_back({Action::Write, head + body});
         } else {
-            head += "Transfer-Encoding: chunked\r\n\r\n";
-            m_actions.push_back({Action::Write, head, 0ms});
-            for (const auto& step : reply.m_steps) {
-                if (step.kind == Reply::Step::Pause)
-                    m_actions.push_back({Action::Wait, {}, step.wait});
-                else if (!step.bytes.isEmpty())
-                    m_actions.push_back(
-                        {Action::Write,
-                         QByteArray::number(step.bytes.size(), 16) + "\r\n" + step.bytes + "\r\n",
-                         0ms});
-            }
+            m_actions.push_back({Action::Write, head + "Transfer-Encoding: chunked\r\n\r\n"});
+            m_actions.insert(m_actions.end(), reply.m_steps.begin(), reply.m_steps.end());
             if (reply.m_end == End::Whole)
-                m_actions.push_back({Action::Write, "0\r\n\r\n", 0ms});
+                m_actions.push_back({Action::Write, "0\r\n\r\n"});
         }
         if (reply.m_end == End::Close || (reply.m_end == End::Whole && closeAfter))
-            m_actions.push_back({Action::Close, {}, 0ms});
+            m_actions.push_back({Action::Close});
         else if (reply.m_end == End::Hang)
-            m_actions.push_back({Action::Hang, {}, 0ms});
+            m_actions.push_back({Action::Hang});
     }
 
     void run()
@@ -302,6 +284,7 @@ private:
     QTcpSocket* m_socket;
     std::shared_ptr<HttpTestServer::State> m_state;
     QByteArray m_buffer;
+    using Action = Reply::Step;
     std::deque<Action> m_actions;
     bool m_waiting = false;
     bool m_closing = false;

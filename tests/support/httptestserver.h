@@ -71,9 +71,11 @@ public:
 
     private:
         friend class HttpTestServer::Connection;
+        // What a connection does next while answering. A stream's steps are its chunks, already
+        // in chunked encoding, and its pauses.
         struct Step {
-            enum Kind { Send, Pause } kind;
-            QByteArray bytes;
+            enum Kind { Write, Wait, Close, Hang } kind;
+            QByteArray bytes{};
             std::chrono::milliseconds wait{0};
         };
         enum class Shape { Fixed, Streamed, Silent, Raw };
