@@ -17,7 +17,7 @@ QProcessEnvironment homeAt(const TempHome& home)
     return env;
 }
 
-TEST(CommandLineTest, HelpListsTheOptionsAndTheFilesAndExitsZero)
+TEST(CommandLineTest, HelpListsTheOptionsAndTheFilesAndVersionOneLineBothExitingZero)
 {
     TempHome home;
     const ProcessResult run = runPeekwell({u"--help"_s}, homeAt(home));
@@ -28,14 +28,11 @@ TEST(CommandLineTest, HelpListsTheOptionsAndTheFilesAndExitsZero)
     EXPECT_TRUE(
         run.out.contains(QDir(home.path()).filePath(u".config/peekwell/peekwell.conf"_s).toUtf8()))
         << "the help names the settings file of this home";
-}
 
-TEST(CommandLineTest, VersionPrintsOneLine)
-{
-    const ProcessResult run = runPeekwell({u"--version"_s});
-    EXPECT_EQ(run.exitCode, 0);
-    EXPECT_TRUE(run.out.startsWith("peekwell ")) << run.out.constData();
-    EXPECT_EQ(run.out.count('\n'), 1);
+    const ProcessResult version = runPeekwell({u"--version"_s});
+    EXPECT_EQ(version.exitCode, 0);
+    EXPECT_TRUE(version.out.startsWith("peekwell ")) << version.out.constData();
+    EXPECT_EQ(version.out.count('\n'), 1);
 }
 
 // Over SSH: no display, no Qt platform chosen.
