@@ -43,10 +43,6 @@ struct Recorded {
             out.emplace_back(e.type, e.stage);
         return out;
     }
-    bool released() const
-    {
-        return !events.empty() && events.back().type == InputEvent::LeftMouseUp;
-    }
 };
 
 // Each case but the last has Peekwell's service in this process, a new one per case: the
@@ -117,7 +113,10 @@ protected:
         if (!s_shell->movePointer(kPoint) || !s_shell->button(kLeft, true))
             return false;
         QTest::qWait(holdMs);
-        return s_shell->button(kLeft, false) && spinUntil([this] { return m_recorded.released(); });
+        return s_shell->button(kLeft, false) && spinUntil([this] {
+                   return !m_recorded.events.empty() &&
+                          m_recorded.events.back().type == InputEvent::LeftMouseUp;
+               });
     }
 
     // Clicks until the editor's window is under the pointer: it maps a moment after it starts.
