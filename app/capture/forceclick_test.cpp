@@ -118,9 +118,7 @@ TEST_F(ForceClickTest, OnePressAtMostOneCaptureAndTheVerdictsFollowIt)
     }
 }
 
-// Listening again after the stream drops is proven against a real X server in
-// tests/e2e/input_test.cpp.
-TEST_F(ForceClickTest, InstallsOnceAndNotWhenRefused)
+TEST_F(ForceClickTest, InstallsOnceNotWhenRefusedAndAgainAfterTheStreamStops)
 {
     stream->setRefusing(true);
     EXPECT_FALSE(ForceClick::install());
@@ -132,6 +130,11 @@ TEST_F(ForceClickTest, InstallsOnceAndNotWhenRefused)
     EXPECT_TRUE(ForceClick::install());
     EXPECT_EQ(stream->installCalls(), 2) << "a second install started the stream again";
     EXPECT_EQ(ForceClick::sourceName(), u"a script"_s);
+
+    Q_EMIT stream->disabled();
+    EXPECT_FALSE(ForceClick::isInstalled());
+    EXPECT_TRUE(ForceClick::install());
+    EXPECT_EQ(stream->installCalls(), 3) << "the stream was not started again";
 }
 
 } // namespace

@@ -18,15 +18,6 @@ namespace {
 constexpr qint64 kPid = 4242;
 const QPointF kPoint(50, 20);
 
-// "w0000 w0001 w0002 …": the word at any offset names its own position.
-QString numberedWords(int count)
-{
-    QString text;
-    for (int i = 0; i < count; ++i)
-        text += u"w%1 "_s.arg(i, 4, 10, QLatin1Char('0'));
-    return text;
-}
-
 class TextCaptureTest : public ::testing::Test {
 protected:
     void SetUp() override
@@ -123,7 +114,10 @@ protected:
 
 TEST_F(TextCaptureTest, RangeFetchesAtMost400BeforeAnd800InAllAroundThePointer)
 {
-    const QString text = numberedWords(300); // 1,800 units, 6 per word
+    // "w0000 w0001 …", 1,800 units: the word at any offset names its own position.
+    QString text;
+    for (int i = 0; i < 300; ++i)
+        text += u"w%1 "_s.arg(i, 4, 10, QLatin1Char('0'));
     struct Case {
         qsizetype index;
         std::optional<qint64> count;
@@ -158,17 +152,6 @@ TEST_F(TextCaptureTest, RangeFetchesAtMost400BeforeAnd800InAllAroundThePointer)
         EXPECT_EQ(captured->span.word, u"w%1"_s.arg(c.index / 6, 4, 10, QLatin1Char('0')));
         EXPECT_EQ(fetched(), QList<TextRange>{*c.fetch});
     }
-}
-
-// Offsets count UTF-16 units: two astral letters before the word take four.
-TEST_F(TextCaptureTest, RangeOffsetsCountUtf16UnitsPastAstralCharacters)
-{
-    const QString text = u"\U0001D400\U0001D401 serendipity rules. Next one."_s;
-    const std::optional<CapturedText> captured =
-        captureAt(rangeElement(text, text.indexOf(u"dipity"_s), text.size()));
-    ASSERT_TRUE(captured);
-    EXPECT_EQ(captured->span,
-              (TextSpan{u"serendipity"_s, u"\U0001D400\U0001D401 serendipity rules."_s}));
 }
 
 TEST_F(TextCaptureTest, TextMarkersAreTriedOnTheElementAndFiveAncestors)
@@ -213,23 +196,7 @@ TEST_F(TextCaptureTest, BoundsHitsAWordWithinItsWidenedBoxOfAStaticText)
     EXPECT_TRUE(captureAt(staticText(QString(3999, u'a')), {5, 110}));
 }
 
-TEST_F(TextCaptureTest, SelectionIsTakenUpTo80Characters)
-{
-    const Element plain = m_ax.add(kPid, m_app);
-    focusWithSelection(QString(80, u'x'));
-    std::optional<CapturedText> captured = captureAt(plain);
-    ASSERT_TRUE(captured);
-    EXPECT_EQ(captured->method, u"selection"_s);
-    EXPECT_EQ(captured->span, (TextSpan{QString(80, u'x'), QString(80, u'x')}));
-
-    focusWithSelection(QString(81, u'x'));
-    EXPECT_FALSE(captureAt(plain));
-    // Characters are what a reader counts: 80 accented letters of two code points each fit.
-    focusWithSelection(QString(80, u'\u00e9').replace(u'\u00e9', u"e\u0301"_s));
-    EXPECT_TRUE(captureAt(plain));
-}
-
-TEST_F(TextCaptureTest, EachFailureFallsThroughAndNothingFoundIsNothing)
+TEST_F(TextCaptureTest, EachFailureFallsThroughToTheSelectionAndNothingFoundIsNothing)
 {
     // Every strategy is offered something it must turn down.
     Element hit = markerElement(m_app, u" "_s, u"."_s, std::nullopt); // words normalise away
@@ -240,11 +207,20 @@ TEST_F(TextCaptureTest, EachFailureFallsThroughAndNothingFoundIsNothing)
     hit->attributes[u"AXValue"_s] = u"not a label"_s;
     EXPECT_FALSE(captureAt(hit));
 
+    // The selection is the last resort, up to 80 characters as a reader counts them.
     focusWithSelection(u" serendipity "_s);
     const std::optional<CapturedText> captured = captureAt(hit);
     ASSERT_TRUE(captured);
     EXPECT_EQ(captured->method, u"selection"_s);
     EXPECT_EQ(captured->span.word, u"serendipity"_s);
+    focusWithSelection(QString(80, u'x'));
+    ASSERT_TRUE(captureAt(hit));
+    EXPECT_EQ(captureAt(hit)->span, (TextSpan{QString(80, u'x'), QString(80, u'x')}));
+    focusWithSelection(QString(81, u'x'));
+    EXPECT_FALSE(captureAt(hit));
+    // 80 accented letters of two code points each fit.
+    focusWithSelection(QString(80, u'\u00e9').replace(u'\u00e9', u"e\u0301"_s));
+    EXPECT_TRUE(captureAt(hit));
 
     EXPECT_FALSE(captureAt(nullptr));
     // Never our own windows, whatever they show.

@@ -43,43 +43,48 @@ struct EndProcess {
 };
 using OwnedProcess = std::unique_ptr<QProcess, EndProcess>;
 
+// A report's value as text, for readable failures: strings as they are, "true" or "false",
+// empty when absent.
+std::string field(const QJsonObject& report, const char* key)
+{
+    return report.value(QLatin1String(key)).toVariant().toString().toStdString();
+}
+
+QStringList probeArguments(const QPointF& point)
+{
+    return {u"--probe"_s, QString::number(point.x()), QString::number(point.y())};
+}
+
+QPointF pointOf(const QJsonObject& report)
+{
+    const QJsonArray point = report.value(u"point"_s).toArray();
+    return {point.at(0).toDouble(), point.at(1).toDouble()};
+}
+
 // The desktop with its three programs, up and showing their text before the first test.
 class Desktop : public ::testing::Environment {
 public:
     void SetUp() override
     {
-        m_missing = CaptureDesktop::missing();
-        if (!m_missing.isEmpty())
+        if (const QString missing = CaptureDesktop::missing(); !missing.isEmpty()) {
+            skipReason = u"not installed: "_s + missing;
             return;
+        }
         m_desktop = std::make_unique<CaptureDesktop>();
-        if (!m_desktop->start(kQtWindow, true, &m_failure))
+        if (!m_desktop->start(kQtWindow, true, &failure))
             return;
         for (const Program& program : {kMousepad, kQt, kChromium}) {
-            QDeadlineTimer deadline(45000);
-            while (!peekwell({u"--probe-word"_s, program.name, program.word})
-                        .json()
-                        .contains(u"point"_s)) {
-                if (deadline.hasExpired()) {
-                    m_failure += program.name + u" shows no text on the accessibility bus. "_s;
-                    break;
-                }
-                QThread::msleep(250);
-            }
+            if (!spinUntil([&] { return wordAt(program.name, program.word).contains(u"point"_s); },
+                           45000))
+                failure += program.name + u" shows no text on the accessibility bus. "_s;
         }
     }
 
     void TearDown() override { m_desktop.reset(); }
 
-    // Why the tests cannot run; empty when they can.
-    QString skipReason() const
-    {
-        return m_missing.isEmpty() ? QString() : u"not installed: "_s + m_missing;
-    }
-    QString failure() const { return m_failure; }
-
-    QProcessEnvironment environment() const { return m_desktop->environment(); }
-    qint64 pid(const Program& program) const { return m_desktop->pid(program); }
-    QString home() const { return m_desktop->home(); }
+    QString skipReason; // why the tests cannot run; empty when they can
+    QString failure;    // what went wrong while the desktop started
+    const CaptureDesktop& desktop() const { return *m_desktop; }
 
     // Runs peekwell to the end (through `wrapper`, a command that runs the rest, if given).
     ProcessResult peekwell(const QStringList& arguments,
@@ -87,14 +92,23 @@ public:
                            const QStringList& wrapper = {})
     {
         const QStringList command = wrapper + QStringList{kPeekwell} + arguments;
-        return runProcess(command.first(), command.mid(1), env ? *env : environment(), 30000);
+        return runProcess(command.first(), command.mid(1), env.value_or(m_desktop->environment()),
+                          30000);
     }
-
-    // Runs peekwell under GNU time, for the most memory it held at once (resident), in KiB.
-    ProcessResult measured(const QStringList& arguments, long* peakKib)
+    // "--probe-word": where the program shows the word, and what is read there.
+    QJsonObject wordAt(const QString& program, const QString& word)
     {
-        const QString peak = home() + u"/peak.txt"_s;
-        ProcessResult run = peekwell(arguments, {}, {u"time"_s, u"-f"_s, u"%M"_s, u"-o"_s, peak});
+        return peekwell({u"--probe-word"_s, program, word}).json();
+    }
+    ProcessResult probe(const QPointF& point, const QStringList& wrapper = {})
+    {
+        return peekwell(probeArguments(point), {}, wrapper);
+    }
+    // Probes under GNU time, for the most memory the probe held at once (resident), in KiB.
+    ProcessResult measured(const QPointF& point, long* peakKib)
+    {
+        const QString peak = m_desktop->home() + u"/peak.txt"_s;
+        ProcessResult run = probe(point, {u"time"_s, u"-f"_s, u"%M"_s, u"-o"_s, peak});
         QFile file(peak);
         *peakKib = file.open(QIODevice::ReadOnly) ? file.readAll().trimmed().toLong() : 0;
         return run;
@@ -111,37 +125,17 @@ public:
         process->start(program, arguments);
         return process;
     }
-    const XSession& x() const { return m_desktop->x(); }
-    // The screen rectangle inside the first window the process shows (waiting up to 60 s).
-    QRectF windowOf(qint64 pid) const
+    // A file of the desktop's home with this text; its path.
+    QString write(const QString& name, const QByteArray& text) const
     {
-        QString id;
-        spinUntil(
-            [&] {
-                return !(id = x().window({u"--pid"_s, QString::number(pid)})).isEmpty();
-            },
-            60000);
-        return x().geometry(id);
+        QFile file(m_desktop->home() + u'/' + name);
+        EXPECT_TRUE(file.open(QIODevice::WriteOnly) && file.write(text) == text.size());
+        return file.fileName();
     }
 
 private:
-    QString m_missing;
-    QString m_failure;
     std::unique_ptr<CaptureDesktop> m_desktop;
 };
-
-// A report's value as text, for readable failures: "<absent>", "null", strings as they are.
-std::string field(const QJsonObject& report, const char* key)
-{
-    const QJsonValue value = report.value(QLatin1String(key));
-    if (value.isUndefined())
-        return "<absent>";
-    if (value.isNull())
-        return "null";
-    if (value.isBool())
-        return value.toBool() ? "true" : "false";
-    return value.isString() ? value.toString().toStdString() : std::to_string(value.toDouble());
-}
 
 // Owned by GoogleTest, which sets it up before the first test and tears it down after the last.
 Desktop* const g_desktop = static_cast<Desktop*>(::testing::AddGlobalTestEnvironment(new Desktop));
@@ -150,19 +144,9 @@ class CaptureEndToEndTest : public ::testing::Test {
 protected:
     void SetUp() override
     {
-        if (!g_desktop->skipReason().isEmpty())
-            GTEST_SKIP() << g_desktop->skipReason().toStdString();
-        ASSERT_TRUE(g_desktop->failure().isEmpty()) << g_desktop->failure().toStdString();
-    }
-
-    static QPointF pointOf(const QJsonObject& report)
-    {
-        const QJsonArray point = report.value(u"point"_s).toArray();
-        return {point.at(0).toDouble(), point.at(1).toDouble()};
-    }
-    static QStringList probeArguments(const QPointF& point)
-    {
-        return {u"--probe"_s, QString::number(point.x()), QString::number(point.y())};
+        if (!g_desktop->skipReason.isEmpty())
+            GTEST_SKIP() << g_desktop->skipReason.toStdString();
+        ASSERT_TRUE(g_desktop->failure.isEmpty()) << g_desktop->failure.toStdString();
     }
 };
 
@@ -170,16 +154,14 @@ TEST_F(CaptureEndToEndTest, EachProgramsWordIsFoundThenReadBackAtItsCentre)
 {
     for (const Program& program : {kMousepad, kQt, kChromium}) {
         SCOPED_TRACE(program.name.toStdString());
-        const ProcessResult found =
-            g_desktop->peekwell({u"--probe-word"_s, program.name, program.word});
-        ASSERT_EQ(found.exitCode, 0) << found.err.toStdString();
-        EXPECT_EQ(field(found.json(), "ok"), "true");
-        EXPECT_EQ(field(found.json(), "word"), program.word.toStdString());
-        EXPECT_EQ(field(found.json(), "sentence"), program.sentence.toStdString());
-        EXPECT_EQ(field(found.json(), "method"), "range");
-        EXPECT_EQ(field(found.json(), "app"), program.name.toStdString());
+        const QJsonObject found = g_desktop->wordAt(program.name, program.word);
+        EXPECT_EQ(field(found, "ok"), "true");
+        EXPECT_EQ(field(found, "word"), program.word.toStdString());
+        EXPECT_EQ(field(found, "sentence"), program.sentence.toStdString());
+        EXPECT_EQ(field(found, "method"), "range");
+        EXPECT_EQ(field(found, "app"), program.name.toStdString());
 
-        const ProcessResult probed = g_desktop->peekwell(probeArguments(pointOf(found.json())));
+        const ProcessResult probed = g_desktop->probe(pointOf(found));
         ASSERT_EQ(probed.exitCode, 0) << probed.err.toStdString();
         EXPECT_EQ(field(probed.json(), "trusted"), "true");
         EXPECT_EQ(field(probed.json(), "word"), program.word.toStdString());
@@ -189,62 +171,72 @@ TEST_F(CaptureEndToEndTest, EachProgramsWordIsFoundThenReadBackAtItsCentre)
         EXPECT_TRUE(probed.json().value(u"ms"_s).isDouble());
     }
     // The program also answers to the name it gives the accessibility bus.
-    const ProcessResult byBusName =
-        g_desktop->peekwell({u"--probe-word"_s, u"mousepad"_s, u"Delta"_s});
-    EXPECT_EQ(field(byBusName.json(), "ok"), "true");
-}
+    EXPECT_EQ(field(g_desktop->wordAt(u"mousepad"_s, u"Delta"_s), "ok"), "true");
 
-// Finding a word and reading it back convert offsets both ways, so a conversion left out would
-// cancel itself. Here the point comes from the screen instead: the first word of the third
-// line lies below the first words of the lines above it, which no astral letter precedes.
-TEST_F(CaptureEndToEndTest, PastAstralLettersTheWordIsTheOneOnScreen)
-{
-    const QPointF alpha =
-        pointOf(g_desktop->peekwell({u"--probe-word"_s, kMousepad.name, u"Alpha"_s}).json());
-    const QPointF bravo =
-        pointOf(g_desktop->peekwell({u"--probe-word"_s, kMousepad.name, u"Bravo"_s}).json());
+    // Finding a word and reading it back convert offsets both ways, so a conversion left out
+    // would cancel itself. Here the point comes from the screen instead: the first word of
+    // Mousepad's third line lies below the first words of the lines above it, which no astral
+    // letter precedes.
+    const QPointF alpha = pointOf(g_desktop->wordAt(kMousepad.name, u"Alpha"_s));
+    const QPointF bravo = pointOf(g_desktop->wordAt(kMousepad.name, u"Bravo"_s));
     ASSERT_GT(bravo.y(), alpha.y());
-    const QPointF delta(alpha.x(), 2 * bravo.y() - alpha.y());
-    const ProcessResult probed = g_desktop->peekwell(probeArguments(delta));
-    EXPECT_EQ(field(probed.json(), "word"), "Delta");
-    EXPECT_EQ(field(probed.json(), "sentence"), kMousepad.sentence.toStdString());
+    const ProcessResult delta = g_desktop->probe({alpha.x(), 2 * bravo.y() - alpha.y()});
+    EXPECT_EQ(field(delta.json(), "word"), "Delta");
+    EXPECT_EQ(field(delta.json(), "sentence"), kMousepad.sentence.toStdString());
 }
 
-TEST_F(CaptureEndToEndTest, NothingToReadGivesOnlyTrustAndTime)
+// Over the bare desktop, without an accessibility bus, without a display, and for a word a
+// program does not show.
+TEST_F(CaptureEndToEndTest, WhereNothingCanBeReadTheProbeSaysSo)
 {
     // Below Chromium, right of the Qt window: the bare desktop.
-    const ProcessResult empty = g_desktop->peekwell({u"--probe"_s, u"1250"_s, u"780"_s});
+    const ProcessResult empty = g_desktop->probe({1250, 780});
     ASSERT_EQ(empty.exitCode, 0) << empty.err.toStdString();
     EXPECT_EQ(empty.json().keys(), (QStringList{u"ms"_s, u"trusted"_s}));
     EXPECT_EQ(field(empty.json(), "trusted"), "true");
 
-    const ProcessResult missing = g_desktop->peekwell({u"--probe-word"_s, u"Notes"_s, u"Hello"_s});
-    ASSERT_EQ(missing.exitCode, 0);
-    EXPECT_EQ(missing.json(),
+    EXPECT_EQ(g_desktop->wordAt(u"Notes"_s, u"Hello"_s),
               (QJsonObject{{u"app"_s, u"Notes"_s},
                            {u"expected"_s, u"Hello"_s},
                            {u"error"_s, u"couldn't find “Hello” in Notes's text"_s}}));
+
+    QProcessEnvironment noBus = g_desktop->desktop().environment();
+    noBus.insert(u"DBUS_SESSION_BUS_ADDRESS"_s, u"unix:path=/nonexistent/bus"_s);
+    noBus.insert(u"AT_SPI_BUS_ADDRESS"_s, u"unix:path=/nonexistent/a11y"_s);
+    const ProcessResult untrusted = g_desktop->peekwell({u"--probe"_s, u"100"_s, u"100"_s}, noBus);
+    ASSERT_EQ(untrusted.exitCode, 0) << untrusted.err.toStdString();
+    EXPECT_EQ(untrusted.json().keys(), (QStringList{u"ms"_s, u"trusted"_s}));
+    EXPECT_EQ(field(untrusted.json(), "trusted"), "false");
+
+    QProcessEnvironment noDisplay = g_desktop->desktop().environment();
+    noDisplay.remove(u"DISPLAY"_s);
+    for (const QStringList& arguments :
+         {QStringList{u"--probe"_s, u"1"_s, u"2"_s}, {u"--probe-word"_s, u"Mousepad"_s, u"x"_s}}) {
+        const ProcessResult refused = g_desktop->peekwell(arguments, noDisplay);
+        EXPECT_EQ(refused.exitCode, 1);
+        EXPECT_TRUE(refused.json().isEmpty());
+        EXPECT_EQ(refused.err, "peekwell: " + arguments.first().toUtf8() +
+                                   " needs a display (DISPLAY is not set)\n");
+    }
 }
 
 TEST_F(CaptureEndToEndTest, AHangingProgramKeepsTheCaptureShort)
 {
-    const QPointF point =
-        pointOf(g_desktop->peekwell({u"--probe-word"_s, kMousepad.name, kMousepad.word}).json());
-    ::kill(pid_t(g_desktop->pid(kMousepad)), SIGSTOP);
-    const ProcessResult hung = g_desktop->peekwell(probeArguments(point));
-    ::kill(pid_t(g_desktop->pid(kMousepad)), SIGCONT);
+    const QPointF point = pointOf(g_desktop->wordAt(kMousepad.name, kMousepad.word));
+    const auto mousepad = pid_t(g_desktop->desktop().pid(kMousepad));
+    ::kill(mousepad, SIGSTOP);
+    const ProcessResult hung = g_desktop->probe(point);
+    ::kill(mousepad, SIGCONT);
     ASSERT_TRUE(!hung.timedOut);
     EXPECT_EQ(hung.exitCode, 0) << hung.err.toStdString();
     EXPECT_FALSE(hung.json().contains(u"word"_s));
     // Each request gives up after 0.25 s and the program is not asked again.
     EXPECT_LT(hung.json().value(u"ms"_s).toDouble(), 1000);
 
-    QDeadlineTimer deadline(10000);
-    ProcessResult again;
-    do
-        again = g_desktop->peekwell(probeArguments(point));
-    while (!again.json().contains(u"word"_s) && !deadline.hasExpired());
-    EXPECT_EQ(field(again.json(), "word"), kMousepad.word.toStdString());
+    // Woken, it answers again.
+    EXPECT_TRUE(spinUntil([&] {
+        return field(g_desktop->probe(point).json(), "word") == kMousepad.word.toStdString();
+    }));
 }
 
 // A program that leaves the bus while the probe waits for its answer. libatspi (2.46) handles
@@ -253,27 +245,27 @@ TEST_F(CaptureEndToEndTest, AHangingProgramKeepsTheCaptureShort)
 // bare desktop. (A hanging program, above, is a time-out instead: nothing leaves.)
 TEST_F(CaptureEndToEndTest, AProgramLeavingMidRequestEndsTheCaptureEmpty)
 {
-    QFile text(g_desktop->home() + u"/leaving.txt"_s);
-    ASSERT_TRUE(text.open(QIODevice::WriteOnly));
-    text.write("Leaving programs take their words along.");
-    text.close();
-    const OwnedProcess program = g_desktop->start(kQtWindow, {u"--file"_s, text.fileName()});
+    const OwnedProcess program = g_desktop->start(
+        kQtWindow, {u"--file"_s, g_desktop->write(u"leaving.txt"_s,
+                                                  "Leaving programs take their words along.")});
     QJsonObject found;
-    for (QDeadlineTimer deadline(45000); !found.contains(u"point"_s) && !deadline.hasExpired();
-         QThread::msleep(250))
-        found = g_desktop->peekwell({u"--probe-word"_s, u"leaving.txt"_s, u"Leaving"_s}).json();
-    ASSERT_TRUE(found.contains(u"point"_s)) << "the window never showed its text";
+    ASSERT_TRUE(spinUntil(
+        [&] {
+            return (found = g_desktop->wordAt(u"leaving.txt"_s, u"Leaving"_s)).contains(u"point"_s);
+        },
+        45000))
+        << "the window never showed its text";
 
     // The first thing a capture asks a program is its toolkit (org.a11y.atspi.Application).
-    QProcess ask;
-    ask.setProcessEnvironment(g_desktop->environment());
-    ask.start(u"dbus-send"_s, {u"--session"_s, u"--print-reply"_s, u"--dest=org.a11y.Bus"_s,
-                               u"/org/a11y/bus"_s, u"org.a11y.Bus.GetAddress"_s});
-    ask.waitForFinished(5000);
+    const QProcessEnvironment env = g_desktop->desktop().environment();
+    const ProcessResult address =
+        runProcess(u"dbus-send"_s,
+                   {u"--session"_s, u"--print-reply"_s, u"--dest=org.a11y.Bus"_s,
+                    u"/org/a11y/bus"_s, u"org.a11y.Bus.GetAddress"_s},
+                   env, 5000);
     QProcess monitor;
     monitor.start(u"dbus-monitor"_s,
-                  {u"--address"_s,
-                   QString::fromUtf8(ask.readAllStandardOutput()).section(u'"', 1, 1),
+                  {u"--address"_s, QString::fromUtf8(address.out).section(u'"', 1, 1),
                    u"type='method_call',member='Get',arg0='org.a11y.atspi.Application'"_s});
     QByteArray seen;
     auto waitToSee = [&](const char* what) {
@@ -286,7 +278,7 @@ TEST_F(CaptureEndToEndTest, AProgramLeavingMidRequestEndsTheCaptureEmpty)
 
     ::kill(pid_t(program->processId()), SIGSTOP);
     QProcess probe;
-    probe.setProcessEnvironment(g_desktop->environment());
+    probe.setProcessEnvironment(env);
     probe.start(kPeekwell, probeArguments(pointOf(found)));
     ASSERT_TRUE(waitToSee("method call")) << "the probe never asked the program";
     ::kill(pid_t(program->processId()), SIGKILL);
@@ -309,36 +301,41 @@ TEST_F(CaptureEndToEndTest, InTenMegabytesOfTextOnlyTheStretchUnderThePointerIsR
     const QByteArray filler = "Filler \U0001D400\U0001D401 words pad the long document.\n";
     QByteArray text = filler.repeated(10'000'000 / filler.size());
     text += (last + '\n').repeated(200);
-    QFile file(g_desktop->home() + u"/big.txt"_s);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    file.write(text);
-    file.close();
+    const QString file = g_desktop->write(u"big.txt"_s, text);
 
     long smallKib = 0;
-    const ProcessResult small = g_desktop->measured(
-        probeArguments(pointOf(
-            g_desktop->peekwell({u"--probe-word"_s, kMousepad.name, kMousepad.word}).json())),
-        &smallKib);
+    const ProcessResult small =
+        g_desktop->measured(pointOf(g_desktop->wordAt(kMousepad.name, kMousepad.word)), &smallKib);
     ASSERT_EQ(field(small.json(), "word"), kMousepad.word.toStdString());
     ASSERT_GT(smallKib, 0) << "GNU time (Debian package time) did not measure the probe";
 
     const std::pair<QString, QStringList> programs[] = {
-        {kQtWindow, {u"--file"_s, file.fileName()}},
-        {u"mousepad"_s, {u"--disable-server"_s, u"--line=-1"_s, file.fileName()}},
+        {kQtWindow, {u"--file"_s, file}},
+        {u"mousepad"_s, {u"--disable-server"_s, u"--line=-1"_s, file}},
     };
     for (const auto& [name, arguments] : programs) {
         SCOPED_TRACE(name.toStdString());
         const OwnedProcess program = g_desktop->start(name, arguments);
+        const XSession& x = g_desktop->desktop().x();
+        QString id;
+        ASSERT_TRUE(spinUntil(
+            [&] {
+                id = x.window({u"--pid"_s, QString::number(program->processId())});
+                return !id.isEmpty();
+            },
+            60000))
+            << "no window";
         // Any line in view is the last sentence; its first word starts at the left.
-        const QRectF window = g_desktop->windowOf(program->processId());
-        ASSERT_FALSE(window.isEmpty()) << "no window";
+        const QRectF window = x.geometry(id);
         const QPointF point(window.left() + 12, window.center().y());
         ProcessResult probed;
         long probedKib = 0;
-        for (QDeadlineTimer deadline(60000);
-             field(probed.json(), "sentence") != last.toStdString() && !deadline.hasExpired();
-             QThread::msleep(250))
-            probed = g_desktop->measured(probeArguments(point), &probedKib);
+        spinUntil(
+            [&] {
+                probed = g_desktop->measured(point, &probedKib);
+                return field(probed.json(), "sentence") == last.toStdString();
+            },
+            60000);
         ASSERT_EQ(probed.exitCode, 0) << probed.err.toStdString();
         EXPECT_EQ(field(probed.json(), "word"), "Zebras");
         EXPECT_EQ(field(probed.json(), "sentence"), last.toStdString());
@@ -347,43 +344,18 @@ TEST_F(CaptureEndToEndTest, InTenMegabytesOfTextOnlyTheStretchUnderThePointerIsR
     }
 }
 
-TEST_F(CaptureEndToEndTest, WithoutABusOrADisplayTheProbeSaysSo)
-{
-    QProcessEnvironment noBus = g_desktop->environment();
-    noBus.insert(u"DBUS_SESSION_BUS_ADDRESS"_s, u"unix:path=/nonexistent/bus"_s);
-    noBus.insert(u"AT_SPI_BUS_ADDRESS"_s, u"unix:path=/nonexistent/a11y"_s);
-    const ProcessResult untrusted = g_desktop->peekwell({u"--probe"_s, u"100"_s, u"100"_s}, noBus);
-    ASSERT_EQ(untrusted.exitCode, 0) << untrusted.err.toStdString();
-    EXPECT_EQ(untrusted.json().keys(), (QStringList{u"ms"_s, u"trusted"_s}));
-    EXPECT_EQ(field(untrusted.json(), "trusted"), "false");
-
-    QProcessEnvironment noDisplay = g_desktop->environment();
-    noDisplay.remove(u"DISPLAY"_s);
-    for (const QStringList& arguments :
-         {QStringList{u"--probe"_s, u"1"_s, u"2"_s}, {u"--probe-word"_s, u"Mousepad"_s, u"x"_s}}) {
-        const ProcessResult refused = g_desktop->peekwell(arguments, noDisplay);
-        EXPECT_EQ(refused.exitCode, 1);
-        EXPECT_TRUE(refused.json().isEmpty());
-        EXPECT_EQ(refused.err, "peekwell: " + arguments.first().toUtf8() +
-                                   " needs a display (DISPLAY is not set)\n");
-    }
-}
-
 // The whole path: the desktop application hears a long press through XInput 2, reads the
 // word under it from each program and opens the panel; a short click opens nothing, and
 // switching "enabled" off in the settings takes effect at the next press without a restart.
 TEST_F(CaptureEndToEndTest, AForceClickOnAWordOpensThePanelWithIt)
 {
-    const QProcessEnvironment env = g_desktop->environment();
+    const QProcessEnvironment env = g_desktop->desktop().environment();
     const QString home = env.value(u"HOME"_s);
+    const XSession& x = g_desktop->desktop().x();
     QFile::remove(home + u"/.local/state/peekwell/logs/status.json"_s);
     auto status = [&] { return logReport(home, u"status.json"_s); };
-    auto xdotool = [&](const QStringList& arguments) {
-        return g_desktop->x().tool(u"xdotool"_s, arguments);
-    };
-    auto panelShown = [&] {
-        return !g_desktop->x().window({u"--name"_s, u"^Peekwell$"_s}).isEmpty();
-    };
+    auto xdotool = [&](const QStringList& arguments) { return x.tool(u"xdotool"_s, arguments); };
+    auto panelShown = [&] { return !x.window({u"--name"_s, u"^Peekwell$"_s}).isEmpty(); };
     auto longPress = [&](const QPointF& point) {
         xdotool({u"mousemove"_s, QString::number(qRound(point.x())),
                  QString::number(qRound(point.y())), u"mousedown"_s, u"1"_s, u"sleep"_s, u"0.8"_s,
@@ -401,7 +373,7 @@ TEST_F(CaptureEndToEndTest, AForceClickOnAWordOpensThePanelWithIt)
 
     // Without a tray the menu opens at start; it goes where it covers none of the programs.
     ASSERT_TRUE(spinUntil([&] {
-        return !g_desktop->x().window({u"--name"_s, u"^Peekwell menu$"_s}).isEmpty();
+        return !x.window({u"--name"_s, u"^Peekwell menu$"_s}).isEmpty();
     }));
     xdotool({u"search"_s, u"--onlyvisible"_s, u"--name"_s, u"^Peekwell menu$"_s,
              u"windowminimize"_s, u"--sync"_s});
@@ -410,8 +382,7 @@ TEST_F(CaptureEndToEndTest, AForceClickOnAWordOpensThePanelWithIt)
     QPointF point;
     for (const Program& program : {kMousepad, kQt, kChromium}) {
         SCOPED_TRACE(program.name.toStdString());
-        point =
-            pointOf(g_desktop->peekwell({u"--probe-word"_s, program.name, program.word}).json());
+        point = pointOf(g_desktop->wordAt(program.name, program.word));
         longPress(point);
         ++presses;
         EXPECT_TRUE(spinUntil([&] { return status().value(u"forceClicks"_s).toInt() == presses; }));

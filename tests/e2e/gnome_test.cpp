@@ -34,7 +34,6 @@ struct Recorded {
     std::vector<InputEvent> events;
     std::vector<int> buttons;
     int escapes = 0;
-    int disabled = 0;
 
     // The (type, stage) pairs delivered, in order.
     std::vector<std::pair<int, int>> sequence() const
@@ -44,12 +43,10 @@ struct Recorded {
             out.emplace_back(e.type, e.stage);
         return out;
     }
-    bool released() const
-    {
-        return !events.empty() && events.back().type == InputEvent::LeftMouseUp;
-    }
 };
 
+// Each case but the last has Peekwell's service in this process, a new one per case: the
+// extension outlives each and reports to the next.
 class GnomeShellTest : public ::testing::Test {
 protected:
     static void SetUpTestSuite()
@@ -92,30 +89,21 @@ protected:
     {
         ASSERT_TRUE(s_error.isEmpty()) << s_error.toStdString();
         m_bus = s_shell->connect(u"peekwell-service"_s);
-        ASSERT_TRUE(startService());
+        auto service = std::make_unique<GnomeShellInputEvents>(m_bus);
+        ASSERT_TRUE(service->install()) << service->problem().toStdString();
+        m_service = service.get();
+        QObject::connect(m_service, &InputEvents::delivered,
+                         [this](const InputEvent& e, bool) { m_recorded.events.push_back(e); });
+        QObject::connect(m_service, &InputEvents::buttonPressed,
+                         [this](const QPointF&, int b) { m_recorded.buttons.push_back(b); });
+        QObject::connect(m_service, &InputEvents::escapePressed, [this] { ++m_recorded.escapes; });
+        InputEvents::setSession(std::move(service));
     }
 
     void TearDown() override
     {
         InputEvents::setSession(nullptr);
         QDBusConnection::disconnectFromBus(u"peekwell-service"_s);
-    }
-
-    bool startService()
-    {
-        auto service = std::make_unique<GnomeShellInputEvents>(m_bus);
-        const bool installed = service->install();
-        EXPECT_TRUE(installed) << service->problem().toStdString();
-        m_service = service.get();
-        m_recorded = {};
-        QObject::connect(m_service, &InputEvents::delivered,
-                         [this](const InputEvent& e, bool) { m_recorded.events.push_back(e); });
-        QObject::connect(m_service, &InputEvents::buttonPressed,
-                         [this](const QPointF&, int b) { m_recorded.buttons.push_back(b); });
-        QObject::connect(m_service, &InputEvents::escapePressed, [this] { ++m_recorded.escapes; });
-        QObject::connect(m_service, &InputEvents::disabled, [this] { ++m_recorded.disabled; });
-        InputEvents::setSession(std::move(service));
-        return installed;
     }
 
     // A left press held for `holdMs`, then released; true once the release was delivered.
@@ -125,7 +113,10 @@ protected:
         if (!s_shell->movePointer(kPoint) || !s_shell->button(kLeft, true))
             return false;
         QTest::qWait(holdMs);
-        return s_shell->button(kLeft, false) && spinUntil([this] { return m_recorded.released(); });
+        return s_shell->button(kLeft, false) && spinUntil([this] {
+                   return !m_recorded.events.empty() &&
+                          m_recorded.events.back().type == InputEvent::LeftMouseUp;
+               });
     }
 
     // Clicks until the editor's window is under the pointer: it maps a moment after it starts.
@@ -188,8 +179,26 @@ TEST_F(GnomeShellTest, HoldOnAWaylandWindowIsADeepPressWithThatWindowAndAClickIs
     ASSERT_TRUE(spinUntil([this] { return !m_recorded.buttons.empty(); }));
     EXPECT_EQ(m_recorded.buttons.back(), 3);
     EXPECT_TRUE(m_recorded.events.empty());
-    // Escape, not watched, goes to Mousepad and closes the menu the right button opened.
+
+    // Escape is reported only while watched. Calls on one connection are handled in order: a
+    // reply to Hello means WatchEscape is done.
+    auto watchEscape = [this](bool on) {
+        m_service->watchEscape(on);
+        return m_bus
+                   .call(QDBusMessage::createMethodCall(u"org.gnome.Shell"_s,
+                                                        u"/io/github/peekwell/Shell"_s,
+                                                        u"io.github.peekwell.Shell"_s, u"Hello"_s))
+                   .type() == QDBusMessage::ReplyMessage;
+    };
+    ASSERT_TRUE(watchEscape(true));
     ASSERT_TRUE(s_shell->key(kEscape, true) && s_shell->key(kEscape, false));
+    EXPECT_TRUE(spinUntil([this] { return m_recorded.escapes == 1; }));
+    ASSERT_TRUE(watchEscape(false));
+    // Unwatched, it goes to Mousepad and closes the menu the right button opened.
+    ASSERT_TRUE(s_shell->key(kEscape, true) && s_shell->key(kEscape, false));
+    // The extension reports in order: once the click after it has arrived, an Escape would have.
+    ASSERT_TRUE(press(50));
+    EXPECT_EQ(m_recorded.escapes, 1);
 }
 
 TEST_F(GnomeShellTest, OnlyTheShellMayReportAndOnlyPeekwellMaySteerTheExtension)
@@ -218,79 +227,25 @@ TEST_F(GnomeShellTest, OnlyTheShellMayReportAndOnlyPeekwellMaySteerTheExtension)
               s_editor->processId());
 }
 
-TEST_F(GnomeShellTest, EscapeIsReportedOnlyWhileWatched)
-{
-    // Calls on one connection are handled in order: a reply to Hello means WatchEscape is done.
-    auto settled = [this] {
-        return m_bus
-                   .call(QDBusMessage::createMethodCall(u"org.gnome.Shell"_s,
-                                                        u"/io/github/peekwell/Shell"_s,
-                                                        u"io.github.peekwell.Shell"_s, u"Hello"_s))
-                   .type() == QDBusMessage::ReplyMessage;
-    };
-    m_service->watchEscape(true);
-    ASSERT_TRUE(settled());
-    ASSERT_TRUE(s_shell->key(kEscape, true) && s_shell->key(kEscape, false));
-    EXPECT_TRUE(spinUntil([this] { return m_recorded.escapes == 1; }));
-
-    m_service->watchEscape(false);
-    ASSERT_TRUE(settled());
-    ASSERT_TRUE(s_shell->key(kEscape, true) && s_shell->key(kEscape, false));
-    // The extension reports in order: once the click after it has arrived, an Escape would have.
-    ASSERT_TRUE(press(50));
-    EXPECT_EQ(m_recorded.escapes, 1);
-}
-
-TEST_F(GnomeShellTest, DisablingTheExtensionIsNoticedAndEnablingItAgainResumes)
-{
-    EXPECT_EQ(GnomeShellExtension::status(DesktopSession::Kind::GnomeWayland, m_bus).state,
-              GnomeShellExtension::State::Active);
-
-    ASSERT_EQ(s_shell->extensions(u"DisableExtension"_s, GnomeShellExtension::uuid()).type(),
-              QDBusMessage::ReplyMessage);
-    ASSERT_TRUE(spinUntil([this] { return m_recorded.disabled == 1; }));
-    EXPECT_FALSE(m_service->isInstalled());
-    const GnomeShellExtension::Status status =
-        GnomeShellExtension::status(DesktopSession::Kind::GnomeWayland, m_bus);
-    EXPECT_EQ(status.state, GnomeShellExtension::State::Disabled);
-    EXPECT_EQ(status.command, u"gnome-extensions enable peekwell@peekwell.github.io"_s);
-    EXPECT_TRUE(status.message.contains(status.command));
-
-    ASSERT_EQ(s_shell->extensions(u"EnableExtension"_s, GnomeShellExtension::uuid()).type(),
-              QDBusMessage::ReplyMessage);
-    ASSERT_TRUE(spinUntil([this] { return m_service->isInstalled(); }));
-    ASSERT_TRUE(press(700));
-    EXPECT_EQ(m_recorded.sequence(), kHold);
-}
-
-TEST_F(GnomeShellTest, TheExtensionOutlivesPeekwellAndReconnectsToTheNextOne)
-{
-    InputEvents::setSession(nullptr);
-    // Clicks while nobody listens go nowhere and cost the Shell no error.
-    ASSERT_TRUE(s_shell->movePointer(kPoint));
-    ASSERT_TRUE(s_shell->button(kLeft, true) && s_shell->button(kLeft, false));
-    QTest::qWait(300);
-    const QVariantMap info = s_shell->extensionInfo(GnomeShellExtension::uuid());
-    EXPECT_EQ(qRound(info.value(u"state"_s).toDouble()), 1);
-    EXPECT_EQ(info.value(u"error"_s).toString(), QString());
-
-    ASSERT_TRUE(startService());
-    ASSERT_TRUE(press(700));
-    EXPECT_EQ(m_recorded.sequence(), kHold);
-
-    QFile log(s_shell->logPath());
-    ASSERT_TRUE(log.open(QIODevice::ReadOnly));
-    const QByteArray shellLog = log.readAll();
-    EXPECT_FALSE(shellLog.contains("peekwell@")) << shellLog.toStdString();
-}
-
 // The desktop application as a GNOME user runs it. A long press on a word of the Wayland
 // Mousepad reaches Peekwell through the extension, the word and its sentence are read in the
 // window's own coordinates, and the panel opens beside the pointer (through Xwayland) without
 // taking the focus; Escape and a click outside close it. A short click opens nothing.
+// Disabling the extension closes the panel and stops the listening; enabling it resumes both.
 TEST_F(GnomeShellTest, AForceClickOnAWaylandWordOpensThePanelBesideThePointer)
 {
     InputEvents::setSession(nullptr); // the executable takes the service's name
+    // Presses while nobody listens go nowhere and cost the Shell no error.
+    ASSERT_TRUE(s_shell->movePointer(kPoint));
+    ASSERT_TRUE(s_shell->button(kLeft, true) && s_shell->button(kLeft, false));
+    QTest::qWait(300);
+    const QString uuid = GnomeShellExtension::uuid();
+    const QVariantMap info = s_shell->extensionInfo(uuid);
+    EXPECT_EQ(qRound(info.value(u"state"_s).toDouble()), 1);
+    EXPECT_EQ(info.value(u"error"_s).toString(), QString());
+    EXPECT_EQ(GnomeShellExtension::status(DesktopSession::Kind::GnomeWayland, m_bus).state,
+              GnomeShellExtension::State::Active);
+
     QProcessEnvironment env = s_shell->clientEnvironment();
     env.insert(u"QT_LOGGING_RULES"_s, u"peekwell.panel.debug=true"_s);
     QProcess peekwell;
@@ -371,13 +326,27 @@ TEST_F(GnomeShellTest, AForceClickOnAWaylandWordOpensThePanelBesideThePointer)
     // Disabled while the panel is open, the extension could report neither: the panel goes.
     hold(word, 700);
     ASSERT_TRUE(spinUntil([&] { return !panel().isEmpty(); }));
-    const QString uuid = GnomeShellExtension::uuid();
     ASSERT_EQ(s_shell->extensions(u"DisableExtension"_s, uuid).type(), QDBusMessage::ReplyMessage);
     EXPECT_TRUE(spinUntil([&] { return panel().isEmpty(); }));
+    EXPECT_TRUE(spinUntil([&] { return !status().value(u"tapInstalled"_s).toBool(); }));
+    const GnomeShellExtension::Status disabled =
+        GnomeShellExtension::status(DesktopSession::Kind::GnomeWayland, m_bus);
+    EXPECT_EQ(disabled.state, GnomeShellExtension::State::Disabled);
+    EXPECT_EQ(disabled.command, u"gnome-extensions enable peekwell@peekwell.github.io"_s);
+    EXPECT_TRUE(disabled.message.contains(disabled.command));
+
     ASSERT_EQ(s_shell->extensions(u"EnableExtension"_s, uuid).type(), QDBusMessage::ReplyMessage);
+    ASSERT_TRUE(spinUntil([&] { return status().value(u"tapInstalled"_s).toBool(); }));
+    hold(word, 700);
+    EXPECT_TRUE(spinUntil([&] { return status().value(u"forceClicks"_s).toInt() == 4; }));
+    EXPECT_TRUE(spinUntil([&] { return !panel().isEmpty(); }));
 
     peekwell.terminate();
     EXPECT_TRUE(peekwell.waitForFinished(5000));
+    QFile shellLog(s_shell->logPath());
+    ASSERT_TRUE(shellLog.open(QIODevice::ReadOnly));
+    const QByteArray logged = shellLog.readAll();
+    EXPECT_FALSE(logged.contains("peekwell@")) << logged.toStdString();
 }
 
 } // namespace

@@ -1,8 +1,6 @@
 // The session's input end to end on a private X server, driven with xdotool as a user's
-// mouse would be: the XInput 2 stream under the force-click logic in this process (with a
-// stand-in for the text capture), and "peekwell --watch" recording the same presses.
-#include "capture/forceclick.h"
-#include "platform/preferences.h"
+// mouse would be: the XInput 2 stream in this process, and "peekwell --watch" recording the
+// same presses.
 #include "platform/x11/x11inputevents.h"
 #include "tests/support/eventwait.h"
 #include "tests/support/processrun.h"
@@ -13,7 +11,6 @@
 #include <QProcess>
 #include <QRegularExpression>
 #include <QSignalSpy>
-#include <QTemporaryDir>
 #include <QTest>
 #include <csignal>
 #include <gtest/gtest.h>
@@ -33,14 +30,7 @@ protected:
         startSession();
     }
 
-    void TearDown() override
-    {
-        ForceClick::setLookupHandler({});
-        ForceClick::setCapture({});
-        ForceClick::setPreferences(nullptr);
-        ForceClick::reset();
-        InputEvents::setSession(nullptr);
-    }
+    void TearDown() override { InputEvents::setSession(nullptr); }
 
     void startSession()
     {
@@ -48,24 +38,6 @@ protected:
         QString error;
         ASSERT_TRUE(m_session->start(&error)) << error.toStdString();
         qputenv("DISPLAY", m_session->display().toLocal8Bit());
-    }
-
-    // The force-click logic on this process's own XInput 2 stream; every capture finds the
-    // word "serendipity".
-    void listen()
-    {
-        InputEvents::setSession(std::make_unique<X11InputEvents>());
-        ForceClick::reset();
-        m_prefs.setValue(u"enabled"_s, true);
-        m_prefs.setValue(u"replaceLookUp"_s, true);
-        ForceClick::setPreferences(&m_prefs);
-        ForceClick::setCapture([](const PointerTarget&) {
-            return std::optional(CapturedText{
-                {u"serendipity"_s, u"Pure serendipity."_s}, u"Mousepad"_s, u"range"_s});
-        });
-        ForceClick::setLookupHandler(
-            [this](const CapturedText&, const QPointF& at) { m_lookups.append(at); });
-        ASSERT_TRUE(ForceClick::install()) << InputEvents::session()->problem().toStdString();
     }
 
     // Runs xdotool while this process's event loop goes on; true when it ended well.
@@ -81,22 +53,33 @@ protected:
     }
 
     std::unique_ptr<XSession> m_session;
-    QTemporaryDir m_dir;
-    Preferences m_prefs{m_dir.path() + u"/peekwell.conf"_s};
-    QList<QPointF> m_lookups;
 };
 
 // The whole path from a long press to the panel runs in capture_test; here the stream's own
-// faults: which buttons count as presses, and a listener that outlives its X server.
+// faults: which buttons count as presses, what a click and a hold deliver, and a stream that
+// outlives its X server.
 TEST_F(InputEndToEndTest, ButtonsAreReportedAndAfterTheServerGoesAwayTheNextInstallListens)
 {
-    listen();
-    QSignalSpy buttons(InputEvents::session(), &InputEvents::buttonPressed);
-    QSignalSpy disabled(InputEvents::session(), &InputEvents::disabled);
-    // A short click, a right click and a wheel turn; then longer than a hold for a late capture.
+    using Stages = std::vector<std::pair<int, int>>;
+    constexpr int kDown = InputEvent::LeftMouseDown;
+    constexpr int kUp = InputEvent::LeftMouseUp;
+    constexpr int kPressure = InputEvent::Pressure;
+    InputEvents::setSession(std::make_unique<X11InputEvents>());
+    InputEvents* stream = InputEvents::session();
+    ASSERT_TRUE(stream->install()) << stream->problem().toStdString();
+    QSignalSpy buttons(stream, &InputEvents::buttonPressed);
+    QSignalSpy disabled(stream, &InputEvents::disabled);
+    Stages stages;
+    QPointF deepAt;
+    QObject::connect(stream, &InputEvents::delivered, [&](const InputEvent& event, bool) {
+        stages.emplace_back(event.type, event.stage);
+        if (event.stage == 2)
+            deepAt = event.target.screen;
+    });
+    // A short click, a right click and a wheel turn; then longer than a hold for a late stage.
     ASSERT_TRUE(xdotool(u"mousemove 300 200 click 1 click 3 click 4"_s));
     QTest::qWait(1000);
-    EXPECT_TRUE(m_lookups.isEmpty());
+    EXPECT_EQ(stages, (Stages{{kDown, 0}, {kPressure, 1}, {kPressure, 0}, {kUp, 0}}));
     QList<int> pressed;
     for (const QList<QVariant>& press : std::as_const(buttons))
         pressed.append(press.at(1).toInt());
@@ -104,14 +87,16 @@ TEST_F(InputEndToEndTest, ButtonsAreReportedAndAfterTheServerGoesAwayTheNextInst
 
     m_session.reset();
     ASSERT_TRUE(spinUntil([&] { return disabled.count() == 1; })) << "no disable notice";
-    EXPECT_FALSE(ForceClick::isInstalled());
+    EXPECT_FALSE(stream->isInstalled());
 
     startSession();
-    ASSERT_TRUE(ForceClick::install()) << InputEvents::session()->problem().toStdString();
+    ASSERT_TRUE(stream->install()) << stream->problem().toStdString();
+    stages.clear();
     ASSERT_TRUE(xdotool(kLongPress));
-    ASSERT_TRUE(spinUntil([&] { return m_lookups.size() == 1; })) << "the long press gave nothing";
-    EXPECT_EQ(m_lookups.first(), QPointF(300, 200));
-    EXPECT_EQ(ForceClick::forceClicks(), 1);
+    ASSERT_TRUE(spinUntil([&] { return stages.size() >= 5; })) << "the long press gave nothing";
+    EXPECT_EQ(stages,
+              (Stages{{kDown, 0}, {kPressure, 1}, {kPressure, 2}, {kPressure, 0}, {kUp, 0}}));
+    EXPECT_EQ(deepAt, QPointF(300, 200));
 }
 
 // "peekwell --watch" on the same server, while xdotool presses.

@@ -17,6 +17,7 @@ const QString kMousepadText = u"Alpha words lead.\nBravo \U0001D400\U0001D401\U0
                               u"Delta serendipity arrives unbidden.\n"_s;
 const QString kQtLabel = u"Labels hold quiet words."_s;
 const QString kQtEditor = u"Quixotic plans rarely survive contact. The editor shows more."_s;
+const QString kLauncher = u"/usr/libexec/at-spi-bus-launcher"_s;
 const QByteArray kPage = "<!doctype html><html><head><title>Capture page</title></head>"
                          "<body style=\"font-size: 20px\"><p>An ephemeral page lives briefly. "
                          "Browsers show paragraphs.</p></body></html>";
@@ -39,6 +40,8 @@ CaptureDesktop::~CaptureDesktop()
         process->kill();
         process->waitForFinished(5000);
     }
+    stopProcess(m_launcher);
+    stopProcess(m_bus);
 }
 
 QString CaptureDesktop::missing()
@@ -47,20 +50,20 @@ QString CaptureDesktop::missing()
     const std::pair<const char*, const char*> needed[] = {
         {"Xvfb", "xvfb"},       {"openbox", "openbox"},   {"xdotool", "xdotool"},
         {"xprop", "x11-utils"}, {"mousepad", "mousepad"}, {"chromium", "chromium"},
-        {"dbus-send", "dbus"},
+        {"dbus-send", "dbus"},  {"dbus-daemon", "dbus"},
     };
     for (const auto& [program, package] : needed) {
         if (QStandardPaths::findExecutable(QString::fromLatin1(program)).isEmpty())
             list += u"%1 (%2) "_s.arg(QString::fromLatin1(program), QString::fromLatin1(package));
     }
-    if (!A11ySession::installed())
+    if (!QFile::exists(kLauncher))
         list += u"at-spi-bus-launcher (at-spi2-core)"_s;
     return list.trimmed();
 }
 
 bool CaptureDesktop::start(const QString& qtWindow, bool chromiumSwitch, QString* error)
 {
-    if (!m_x.start(error) || !m_bus.start(m_x, error))
+    if (!m_x.start(error) || !startBus(error))
         return false;
     const QString document = m_home.filePath(u"doc.txt"_s);
     const QString page = m_home.filePath(u"page.html"_s);
@@ -96,6 +99,50 @@ bool CaptureDesktop::start(const QString& qtWindow, bool chromiumSwitch, QString
            place(u"Capture page - Chromium"_s, 660, 0, 600, 560, error);
 }
 
+bool CaptureDesktop::startBus(QString* error)
+{
+    QFile::setPermissions(m_runtime.path(),
+                          QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
+    m_bus = std::make_unique<QProcess>();
+    m_bus->setProcessEnvironment(m_x.environment(QString()));
+    m_bus->setStandardErrorFile(QProcess::nullDevice());
+    m_bus->start(u"dbus-daemon"_s, {u"--session"_s, u"--nofork"_s, u"--print-address=1"_s});
+    if (!m_bus->waitForStarted(5000) || !m_bus->waitForReadyRead(10000)) {
+        *error = u"dbus-daemon --session did not start"_s;
+        return false;
+    }
+    m_address = QString::fromUtf8(m_bus->readLine()).trimmed();
+
+    m_launcher = std::make_unique<QProcess>();
+    m_launcher->setProcessEnvironment(environment());
+    m_launcher->setStandardErrorFile(QProcess::nullDevice());
+    m_launcher->setStandardOutputFile(QProcess::nullDevice());
+    m_launcher->start(kLauncher, {u"--launch-immediately"_s, u"--a11y=1"_s});
+    // Ready once the session bus answers for it and it says accessibility is on.
+    for (QDeadlineTimer deadline(10000); !deadline.hasExpired(); QThread::msleep(50)) {
+        QProcess ask;
+        ask.setProcessEnvironment(environment());
+        ask.start(u"dbus-send"_s, {u"--session"_s, u"--print-reply"_s, u"--dest=org.a11y.Bus"_s,
+                                   u"/org/a11y/bus"_s, u"org.freedesktop.DBus.Properties.Get"_s,
+                                   u"string:org.a11y.Status"_s, u"string:IsEnabled"_s});
+        ask.waitForFinished(5000);
+        if (ask.readAllStandardOutput().contains("boolean true"))
+            return true;
+    }
+    *error = u"the accessibility bus did not come up on %1"_s.arg(m_address);
+    return false;
+}
+
+QProcessEnvironment CaptureDesktop::environment() const
+{
+    QProcessEnvironment env = m_x.environment(m_home.path());
+    env.insert(u"DBUS_SESSION_BUS_ADDRESS"_s, m_address);
+    env.insert(u"XDG_RUNTIME_DIR"_s, m_runtime.path());
+    env.remove(u"AT_SPI_BUS_ADDRESS"_s);
+    env.remove(u"NO_AT_BRIDGE"_s);
+    return env;
+}
+
 QProcessEnvironment CaptureDesktop::programEnvironment() const
 {
     QProcessEnvironment env = environment();
@@ -128,14 +175,9 @@ bool CaptureDesktop::place(const QString& title, int x, int y, int width, int he
                            QString* error)
 {
     QString id;
-    QDeadlineTimer deadline(30000);
-    while (id.isEmpty() && !deadline.hasExpired()) {
-        id = m_x.tool(u"xdotool"_s, {u"search"_s, u"--onlyvisible"_s, u"--name"_s, title})
-                 .section(u'\n', 0, 0)
-                 .trimmed();
-        if (id.isEmpty())
-            QThread::msleep(100);
-    }
+    for (QDeadlineTimer deadline(30000); id.isEmpty() && !deadline.hasExpired();
+         QThread::msleep(100))
+        id = m_x.window({u"--name"_s, title});
     if (id.isEmpty()) {
         *error = u"no window titled “%1” appeared"_s.arg(title);
         return false;

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "tests/support/a11ysession.h"
 #include "tests/support/xsession.h"
 
 #include <QProcess>
@@ -11,10 +10,10 @@
 #include <vector>
 
 // What text capture is tried on, end to end and in benchmarks: a private X display with
-// openbox, a session bus with the accessibility bus, and three programs with known text side
-// by side, none covering another — Mousepad (GTK 3) at the top left, a Qt window of ours below
-// it, Chromium on a local page at the right. Start it once per program; the programs are
-// killed when it ends.
+// openbox, a session bus (dbus-daemon) with the accessibility bus on it, switched on
+// (at-spi-bus-launcher), and three programs with known text side by side, none covering another —
+// Mousepad (GTK 3) at the top left, a Qt window of ours below it, Chromium on a local page at the
+// right. Start it once per program; the programs are killed when it ends.
 class CaptureDesktop {
 public:
     // A program on it, with one word of its text and that word's sentence.
@@ -43,25 +42,24 @@ public:
     bool start(const QString& qtWindow, bool chromiumSwitch, QString* error);
 
     // A program's environment on this desktop (display, buses), with the desktop's home.
-    QProcessEnvironment environment() const { return m_bus.environment(m_home.path()); }
+    QProcessEnvironment environment() const;
     // That, as the desktop's programs have it: GSettings in memory, UTF-8, Qt's accessibility on.
     QProcessEnvironment programEnvironment() const;
-    // Runs an X tool (xdotool, xwininfo) on the desktop's display; its standard output.
-    QString tool(const QString& program, const QStringList& arguments) const
-    {
-        return m_x.tool(program, arguments);
-    }
     const XSession& x() const { return m_x; }
     qint64 pid(const Program& program) const;
     QString home() const { return m_home.path(); }
 
 private:
+    bool startBus(QString* error);
     void launch(const QString& program, const QStringList& arguments,
                 const QProcessEnvironment& env, QString* error);
     bool place(const QString& title, int x, int y, int width, int height, QString* error);
 
     QTemporaryDir m_home;
+    QTemporaryDir m_runtime; // XDG_RUNTIME_DIR of the desktop's programs
     XSession m_x;
-    A11ySession m_bus;
+    std::unique_ptr<QProcess> m_bus;                   // dbus-daemon --session
+    std::unique_ptr<QProcess> m_launcher;              // at-spi-bus-launcher
+    QString m_address;                                 // of the session bus
     std::vector<std::unique_ptr<QProcess>> m_programs; // Mousepad, the Qt window, Chromium
 };

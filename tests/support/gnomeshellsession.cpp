@@ -15,9 +15,11 @@
 #include <csignal>
 #include <unistd.h>
 
+using namespace Qt::Literals::StringLiterals;
+
 namespace {
 
-const QString kRemoteName = QStringLiteral("org.gnome.Mutter.RemoteDesktop");
+const QString kRemoteName = u"org.gnome.Mutter.RemoteDesktop"_s;
 
 // Runs inside dbus-run-session: the bus address and the Shell's process id go to standard
 // output, everything the Shell says to the log.
@@ -60,15 +62,14 @@ const char* kBusConfig =
 
 bool writeBusConfig(const QString& dir)
 {
-    if (!QDir().mkpath(dir + QStringLiteral("/services")))
+    if (!QDir().mkpath(dir + u"/services"_s))
         return false;
     for (const char* service : {"ca.desrt.dconf.service", "org.a11y.Bus.service"}) {
         const QString name = QString::fromLatin1(service);
-        if (!QFile::copy(QStringLiteral("/usr/share/dbus-1/services/") + name,
-                         dir + QStringLiteral("/services/") + name))
+        if (!QFile::copy(u"/usr/share/dbus-1/services/"_s + name, dir + u"/services/"_s + name))
             return false;
     }
-    QFile config(dir + QStringLiteral("/bus.conf"));
+    QFile config(dir + u"/bus.conf"_s);
     return config.open(QIODevice::WriteOnly) &&
            config.write(QString::fromLatin1(kBusConfig).arg(dir).toUtf8()) > 0;
 }
@@ -76,14 +77,14 @@ bool writeBusConfig(const QString& dir)
 // A test-only extension that turns on the Shell's unsafe mode, in which org.gnome.Shell.Eval
 // runs JavaScript: the tests ask the Shell where its windows are through it. Shells from 45 on
 // load extensions as ES modules.
-const QString kEvalUuid = QStringLiteral("peekwell-test-eval@peekwell.github.io");
+const QString kEvalUuid = u"peekwell-test-eval@peekwell.github.io"_s;
 
 bool writeEvalExtension(const QString& dir)
 {
     QProcess version;
-    version.start(QStringLiteral("gnome-shell"), {QStringLiteral("--version")});
+    version.start(u"gnome-shell"_s, {u"--version"_s});
     version.waitForFinished(10'000);
-    const QString major = QRegularExpression(QStringLiteral("(\\d+)"))
+    const QString major = QRegularExpression(u"(\\d+)"_s)
                               .match(QString::fromLatin1(version.readAllStandardOutput()))
                               .captured(1);
     const QByteArray enable = "enable() { global.context.unsafe_mode = true; }";
@@ -91,13 +92,12 @@ bool writeEvalExtension(const QString& dir)
     const QByteArray script =
         major.toInt() >= 45 ? "export default class { " + enable + " " + disable + " }\n"
                             : "function init() { return { " + enable + ", " + disable + " }; }\n";
-    QFile metadata(dir + QStringLiteral("/metadata.json"));
-    QFile extension(dir + QStringLiteral("/extension.js"));
+    QFile metadata(dir + u"/metadata.json"_s);
+    QFile extension(dir + u"/extension.js"_s);
     return !major.isEmpty() && QDir().mkpath(dir) && metadata.open(QIODevice::WriteOnly) &&
-           metadata.write(QStringLiteral("{\"uuid\": \"%1\", \"name\": \"Eval for tests\", "
-                                         "\"description\": \"Lets the tests ask the Shell\", "
-                                         "\"shell-version\": [\"%2\"]}\n")
-                              .arg(kEvalUuid, major)
+           metadata.write(u"{\"uuid\": \"%1\", \"name\": \"Eval for tests\", "
+                          "\"description\": \"Lets the tests ask the Shell\", "
+                          "\"shell-version\": [\"%2\"]}\n"_s.arg(kEvalUuid, major)
                               .toUtf8()) > 0 &&
            extension.open(QIODevice::WriteOnly) && extension.write(script) > 0;
 }
@@ -108,7 +108,7 @@ bool copyFolder(const QString& from, const QString& to)
         return false;
     const QDir source(from);
     for (const QString& name : source.entryList(QDir::Files))
-        if (!QFile::copy(source.filePath(name), to + QLatin1Char('/') + name))
+        if (!QFile::copy(source.filePath(name), to + u'/' + name))
             return false;
     return !source.entryList(QDir::Files).isEmpty();
 }
@@ -123,147 +123,6 @@ QString readLine(QProcess& process, const QDeadlineTimer& deadline)
 } // namespace
 
 GnomeShellSession::~GnomeShellSession()
-{
-    stop();
-}
-
-QStringList GnomeShellSession::missingPrograms()
-{
-    QStringList missing;
-    for (const char* program :
-         {"dbus-run-session", "dbus-update-activation-environment", "gsettings", "gnome-shell"})
-        if (QStandardPaths::findExecutable(QString::fromLatin1(program)).isEmpty())
-            missing << QString::fromLatin1(program);
-    return missing;
-}
-
-bool GnomeShellSession::start(const QString& extensionDir, const QString& uuid, QString* error)
-{
-    if (!m_dir.isValid()) {
-        *error = QStringLiteral("no temporary folder");
-        return false;
-    }
-    const QString runtime = m_dir.path() + QStringLiteral("/run");
-    QDir().mkpath(runtime);
-    QFile::setPermissions(runtime, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-    if (!copyFolder(extensionDir,
-                    home() + QStringLiteral("/.local/share/gnome-shell/extensions/") + uuid)) {
-        *error = QStringLiteral("could not copy the extension from %1").arg(extensionDir);
-        return false;
-    }
-    if (!writeEvalExtension(home() + QStringLiteral("/.local/share/gnome-shell/extensions/") +
-                            kEvalUuid)) {
-        *error = QStringLiteral("could not write the test extension (gnome-shell --version?)");
-        return false;
-    }
-    const QString busDir = m_dir.path() + QStringLiteral("/bus");
-    if (!writeBusConfig(busDir)) {
-        *error = QStringLiteral("no bus configuration (are dconf-service and at-spi2-core "
-                                "installed?)");
-        return false;
-    }
-    m_waylandDisplay = QStringLiteral("peekwell-test-%1").arg(QCoreApplication::applicationPid());
-
-    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    for (const char* name :
-         {"DISPLAY", "WAYLAND_DISPLAY", "XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_CACHE_HOME",
-          "XDG_STATE_HOME", "DBUS_SESSION_BUS_ADDRESS", "QT_QPA_PLATFORM"})
-        env.remove(QString::fromLatin1(name));
-    env.insert(QStringLiteral("HOME"), home());
-    env.insert(QStringLiteral("XDG_RUNTIME_DIR"), runtime);
-    env.insert(QStringLiteral("PEEKWELL_TEST_UUID"), uuid);
-    env.insert(QStringLiteral("PEEKWELL_TEST_EVAL_UUID"), kEvalUuid);
-    env.insert(QStringLiteral("PEEKWELL_TEST_WAYLAND"), m_waylandDisplay);
-    env.insert(QStringLiteral("PEEKWELL_TEST_LOG"), logPath());
-    m_process = std::make_unique<QProcess>();
-    m_process->setProcessEnvironment(env);
-    m_process->setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    // Its own process group, so that stop() also ends what the bus started on its behalf.
-    m_process->setChildProcessModifier([] { ::setsid(); });
-    m_process->start(QStringLiteral("dbus-run-session"),
-                     {QStringLiteral("--config-file=") + busDir + QStringLiteral("/bus.conf"),
-                      QStringLiteral("--"), QStringLiteral("sh"), QStringLiteral("-c"),
-                      QString::fromLatin1(kScript)});
-    if (!m_process->waitForStarted(10'000)) {
-        *error = QStringLiteral("dbus-run-session did not start");
-        return false;
-    }
-    QDeadlineTimer deadline(60'000);
-    m_address = readLine(*m_process, deadline);
-    m_shellPid = readLine(*m_process, deadline).toLongLong();
-    if (m_address.isEmpty() || m_shellPid <= 0) {
-        *error = QStringLiteral("dbus-run-session did not start GNOME Shell (exit code %1)")
-                     .arg(m_process->exitCode());
-        return false;
-    }
-
-    // Ready once the Shell runs both extensions; then close the overview it starts in.
-    QVariantMap info;
-    auto enabled = [this](const QVariantMap& info) {
-        return qRound(info.value(QStringLiteral("state")).toDouble()) == 1;
-    };
-    while (!deadline.hasExpired() && m_process->state() == QProcess::Running) {
-        info = extensionInfo(uuid);
-        if (enabled(info) && enabled(extensionInfo(kEvalUuid)))
-            break;
-        QThread::msleep(200);
-    }
-    for (const QString& id : {uuid, kEvalUuid}) {
-        info = extensionInfo(id);
-        if (!enabled(info)) {
-            *error = QStringLiteral("GNOME Shell did not enable %1 (%2; log: %3)")
-                         .arg(id,
-                              info.isEmpty() ? QStringLiteral("not found")
-                                             : info.value(QStringLiteral("error")).toString(),
-                              logPath());
-            return false;
-        }
-    }
-    // The Shell opens the overview as its start-up ends, which may be after the extensions run.
-    for (;;) {
-        const std::optional<QJsonValue> open =
-            eval(QStringLiteral("Main.layoutManager._startingUp || Main.overview.visible "
-                                "? (Main.overview.hide(), true) : false"));
-        if (open && !open->toBool())
-            break;
-        if (deadline.hasExpired()) {
-            *error = QStringLiteral("GNOME Shell kept its overview open");
-            return false;
-        }
-        QThread::msleep(200);
-    }
-
-    m_inputConnection = QStringLiteral("gnome-shell-session-input");
-    QDBusConnection input = connect(m_inputConnection);
-    const QDBusMessage created = input.call(QDBusMessage::createMethodCall(
-        kRemoteName, QStringLiteral("/org/gnome/Mutter/RemoteDesktop"), kRemoteName,
-        QStringLiteral("CreateSession")));
-    if (created.arguments().isEmpty()) {
-        *error =
-            QStringLiteral("Mutter made no remote-desktop session: %1").arg(created.errorMessage());
-        return false;
-    }
-    m_remoteSession = created.arguments().constFirst().value<QDBusObjectPath>().path();
-    if (!remote(QStringLiteral("Start"), {})) {
-        *error = QStringLiteral("Mutter's remote-desktop session did not start");
-        return false;
-    }
-
-    // Mutter names the X display of its Xwayland in its log, and the cookie in the runtime
-    // folder; a Shell without Xwayland has neither.
-    QFile log(logPath());
-    if (log.open(QIODevice::ReadOnly))
-        m_x11Display = QRegularExpression(QStringLiteral("Using public X11 display (:\\d+)"))
-                           .match(QString::fromLocal8Bit(log.readAll()))
-                           .captured(1);
-    const QStringList cookies = QDir(runtime).entryList({QStringLiteral(".mutter-Xwaylandauth.*")},
-                                                        QDir::Files | QDir::Hidden);
-    if (!cookies.isEmpty())
-        m_xauthority = runtime + QLatin1Char('/') + cookies.constFirst();
-    return !deadline.hasExpired();
-}
-
-void GnomeShellSession::stop()
 {
     if (!m_process)
         return;
@@ -280,21 +139,128 @@ void GnomeShellSession::stop()
     }
     if (group > 0)
         ::kill(-group, SIGKILL);
-    m_process.reset();
+}
+
+QStringList GnomeShellSession::missingPrograms()
+{
+    QStringList missing;
+    for (const char* program :
+         {"dbus-run-session", "dbus-update-activation-environment", "gsettings", "gnome-shell"})
+        if (QStandardPaths::findExecutable(QString::fromLatin1(program)).isEmpty())
+            missing << QString::fromLatin1(program);
+    return missing;
+}
+
+bool GnomeShellSession::start(const QString& extensionDir, const QString& uuid, QString* error)
+{
+    auto fail = [error](const QString& why) {
+        *error = why;
+        return false;
+    };
+    if (!m_dir.isValid())
+        return fail(u"no temporary folder"_s);
+    const QString runtime = m_dir.path() + u"/run"_s;
+    QDir().mkpath(runtime);
+    QFile::setPermissions(runtime, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    const QString extensions = home() + u"/.local/share/gnome-shell/extensions/"_s;
+    if (!copyFolder(extensionDir, extensions + uuid))
+        return fail(u"could not copy the extension from %1"_s.arg(extensionDir));
+    if (!writeEvalExtension(extensions + kEvalUuid))
+        return fail(u"could not write the test extension (gnome-shell --version?)"_s);
+    const QString busDir = m_dir.path() + u"/bus"_s;
+    if (!writeBusConfig(busDir))
+        return fail(u"no bus configuration (are dconf-service and at-spi2-core installed?)"_s);
+    m_waylandDisplay = u"peekwell-test-%1"_s.arg(QCoreApplication::applicationPid());
+
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    for (const char* name :
+         {"DISPLAY", "WAYLAND_DISPLAY", "XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_CACHE_HOME",
+          "XDG_STATE_HOME", "DBUS_SESSION_BUS_ADDRESS", "QT_QPA_PLATFORM"})
+        env.remove(QString::fromLatin1(name));
+    env.insert(u"HOME"_s, home());
+    env.insert(u"XDG_RUNTIME_DIR"_s, runtime);
+    env.insert(u"PEEKWELL_TEST_UUID"_s, uuid);
+    env.insert(u"PEEKWELL_TEST_EVAL_UUID"_s, kEvalUuid);
+    env.insert(u"PEEKWELL_TEST_WAYLAND"_s, m_waylandDisplay);
+    env.insert(u"PEEKWELL_TEST_LOG"_s, logPath());
+    m_process = std::make_unique<QProcess>();
+    m_process->setProcessEnvironment(env);
+    m_process->setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    // Its own process group, so that the destructor also ends what the bus started for it.
+    m_process->setChildProcessModifier([] { ::setsid(); });
+    m_process->start(u"dbus-run-session"_s, {u"--config-file="_s + busDir + u"/bus.conf"_s, u"--"_s,
+                                             u"sh"_s, u"-c"_s, QString::fromLatin1(kScript)});
+    if (!m_process->waitForStarted(10'000))
+        return fail(u"dbus-run-session did not start"_s);
+    QDeadlineTimer deadline(60'000);
+    m_address = readLine(*m_process, deadline);
+    m_shellPid = readLine(*m_process, deadline).toLongLong();
+    if (m_address.isEmpty() || m_shellPid <= 0)
+        return fail(u"dbus-run-session did not start GNOME Shell (exit code %1)"_s.arg(
+            m_process->exitCode()));
+
+    // Ready once the Shell runs both extensions; then close the overview it starts in.
+    auto enabled = [this](const QVariantMap& info) {
+        return qRound(info.value(u"state"_s).toDouble()) == 1;
+    };
+    while (!(enabled(extensionInfo(uuid)) && enabled(extensionInfo(kEvalUuid))) &&
+           !deadline.hasExpired() && m_process->state() == QProcess::Running)
+        QThread::msleep(200);
+    for (const QString& id : {uuid, kEvalUuid}) {
+        const QVariantMap info = extensionInfo(id);
+        if (!enabled(info))
+            return fail(u"GNOME Shell did not enable %1 (%2; log: %3)"_s.arg(
+                id, info.value(u"error"_s, u"not found"_s).toString(), logPath()));
+    }
+    // The Shell opens the overview as its start-up ends, which may be after the extensions run.
+    for (;;) {
+        const std::optional<QJsonValue> open = eval(u"Main.layoutManager._startingUp || "
+                                                    "Main.overview.visible "
+                                                    "? (Main.overview.hide(), true) : false"_s);
+        if (open && !open->toBool())
+            break;
+        if (deadline.hasExpired())
+            return fail(u"GNOME Shell kept its overview open"_s);
+        QThread::msleep(200);
+    }
+
+    m_inputConnection = u"gnome-shell-session-input"_s;
+    const QDBusMessage created =
+        connect(m_inputConnection)
+            .call(QDBusMessage::createMethodCall(kRemoteName, u"/org/gnome/Mutter/RemoteDesktop"_s,
+                                                 kRemoteName, u"CreateSession"_s));
+    if (created.arguments().isEmpty())
+        return fail(u"Mutter made no remote-desktop session: %1"_s.arg(created.errorMessage()));
+    m_remoteSession = created.arguments().constFirst().value<QDBusObjectPath>().path();
+    if (!remote(u"Start"_s, {}))
+        return fail(u"Mutter's remote-desktop session did not start"_s);
+
+    // Mutter names the X display of its Xwayland in its log, and the cookie in the runtime
+    // folder; a Shell without Xwayland has neither.
+    QFile log(logPath());
+    if (log.open(QIODevice::ReadOnly))
+        m_x11Display = QRegularExpression(u"Using public X11 display (:\\d+)"_s)
+                           .match(QString::fromLocal8Bit(log.readAll()))
+                           .captured(1);
+    const QStringList cookies =
+        QDir(runtime).entryList({u".mutter-Xwaylandauth.*"_s}, QDir::Files | QDir::Hidden);
+    if (!cookies.isEmpty())
+        m_xauthority = runtime + u'/' + cookies.constFirst();
+    return !deadline.hasExpired();
 }
 
 QProcessEnvironment GnomeShellSession::clientEnvironment() const
 {
     QProcessEnvironment env = m_process->processEnvironment();
-    env.insert(QStringLiteral("WAYLAND_DISPLAY"), m_waylandDisplay);
-    env.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), m_address);
-    env.insert(QStringLiteral("GDK_BACKEND"), QStringLiteral("wayland"));
-    env.insert(QStringLiteral("XDG_SESSION_TYPE"), QStringLiteral("wayland"));
-    env.insert(QStringLiteral("XDG_CURRENT_DESKTOP"), QStringLiteral("GNOME"));
+    env.insert(u"WAYLAND_DISPLAY"_s, m_waylandDisplay);
+    env.insert(u"DBUS_SESSION_BUS_ADDRESS"_s, m_address);
+    env.insert(u"GDK_BACKEND"_s, u"wayland"_s);
+    env.insert(u"XDG_SESSION_TYPE"_s, u"wayland"_s);
+    env.insert(u"XDG_CURRENT_DESKTOP"_s, u"GNOME"_s);
     if (!m_x11Display.isEmpty())
-        env.insert(QStringLiteral("DISPLAY"), m_x11Display);
+        env.insert(u"DISPLAY"_s, m_x11Display);
     if (!m_xauthority.isEmpty())
-        env.insert(QStringLiteral("XAUTHORITY"), m_xauthority);
+        env.insert(u"XAUTHORITY"_s, m_xauthority);
     return env;
 }
 
@@ -303,18 +269,23 @@ QDBusConnection GnomeShellSession::connect(const QString& connectionName) const
     return QDBusConnection::connectToBus(m_address, connectionName);
 }
 
+QDBusMessage GnomeShellSession::shell(const QString& interface, const QString& method,
+                                      const QString& argument) const
+{
+    QDBusMessage call = QDBusMessage::createMethodCall(u"org.gnome.Shell"_s, u"/org/gnome/Shell"_s,
+                                                       interface, method);
+    call << argument;
+    return connect(u"gnome-shell-session-control"_s).call(call);
+}
+
 QDBusMessage GnomeShellSession::extensions(const QString& method, const QString& uuid) const
 {
-    QDBusMessage call = QDBusMessage::createMethodCall(
-        QStringLiteral("org.gnome.Shell"), QStringLiteral("/org/gnome/Shell"),
-        QStringLiteral("org.gnome.Shell.Extensions"), method);
-    call << uuid;
-    return connect(QStringLiteral("gnome-shell-session-control")).call(call);
+    return shell(u"org.gnome.Shell.Extensions"_s, method, uuid);
 }
 
 QVariantMap GnomeShellSession::extensionInfo(const QString& uuid) const
 {
-    const QDBusMessage reply = extensions(QStringLiteral("GetExtensionInfo"), uuid);
+    const QDBusMessage reply = extensions(u"GetExtensionInfo"_s, uuid);
     if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty())
         return {};
     return qdbus_cast<QVariantMap>(reply.arguments().constFirst());
@@ -322,11 +293,7 @@ QVariantMap GnomeShellSession::extensionInfo(const QString& uuid) const
 
 std::optional<QJsonValue> GnomeShellSession::eval(const QString& code) const
 {
-    QDBusMessage call = QDBusMessage::createMethodCall(
-        QStringLiteral("org.gnome.Shell"), QStringLiteral("/org/gnome/Shell"),
-        QStringLiteral("org.gnome.Shell"), QStringLiteral("Eval"));
-    call << code;
-    const QDBusMessage reply = connect(QStringLiteral("gnome-shell-session-control")).call(call);
+    const QDBusMessage reply = shell(u"org.gnome.Shell"_s, u"Eval"_s, code);
     if (reply.arguments().size() != 2 || !reply.arguments().at(0).toBool())
         return std::nullopt;
     // The value may be a bare number or string, which QJsonDocument reads only inside an array.
@@ -339,8 +306,8 @@ std::optional<QJsonValue> GnomeShellSession::eval(const QString& code) const
 
 bool GnomeShellSession::remote(const QString& method, const QVariantList& arguments)
 {
-    QDBusMessage call = QDBusMessage::createMethodCall(
-        kRemoteName, m_remoteSession, kRemoteName + QStringLiteral(".Session"), method);
+    QDBusMessage call = QDBusMessage::createMethodCall(kRemoteName, m_remoteSession,
+                                                       kRemoteName + u".Session"_s, method);
     call.setArguments(arguments);
     return connect(m_inputConnection).call(call).type() == QDBusMessage::ReplyMessage;
 }
@@ -349,7 +316,7 @@ bool GnomeShellSession::movePointer(const QPointF& to)
 {
     // Relative motion is exact for a virtual pointer (no acceleration); pushing into the top
     // left corner first makes it absolute.
-    if (!remote(QStringLiteral("NotifyPointerMotionRelative"), {-5000.0, -5000.0}))
+    if (!remote(u"NotifyPointerMotionRelative"_s, {-5000.0, -5000.0}))
         return false;
     QThread::msleep(50);
     return movePointerBy(to);
@@ -357,15 +324,15 @@ bool GnomeShellSession::movePointer(const QPointF& to)
 
 bool GnomeShellSession::movePointerBy(const QPointF& delta)
 {
-    return remote(QStringLiteral("NotifyPointerMotionRelative"), {delta.x(), delta.y()});
+    return remote(u"NotifyPointerMotionRelative"_s, {delta.x(), delta.y()});
 }
 
 bool GnomeShellSession::button(int code, bool pressed)
 {
-    return remote(QStringLiteral("NotifyPointerButton"), {code, pressed});
+    return remote(u"NotifyPointerButton"_s, {code, pressed});
 }
 
 bool GnomeShellSession::key(int code, bool pressed)
 {
-    return remote(QStringLiteral("NotifyKeyboardKeycode"), {uint(code), pressed});
+    return remote(u"NotifyKeyboardKeycode"_s, {uint(code), pressed});
 }

@@ -33,7 +33,6 @@ public:
     // reason (the Shell's log is in logPath()).
     bool start(const QString& extensionDir, const QString& uuid, QString* error);
 
-    QString busAddress() const { return m_address; }
     QString home() const { return m_dir.path() + QStringLiteral("/home"); }
     QString logPath() const { return m_dir.path() + QStringLiteral("/gnome-shell.log"); }
     // The environment of a program in this session, as a GNOME login gives it: Wayland, with
@@ -57,8 +56,10 @@ public:
     bool key(int code, bool pressed);
 
 private:
+    // A call on the Shell's own object, with one string argument.
+    QDBusMessage shell(const QString& interface, const QString& method,
+                       const QString& argument) const;
     bool remote(const QString& method, const QVariantList& arguments);
-    void stop();
 
     QTemporaryDir m_dir;
     std::unique_ptr<QProcess> m_process;

@@ -6,6 +6,8 @@
 #include <QStandardPaths>
 #include <QThread>
 
+using namespace Qt::Literals::StringLiterals;
+
 void stopProcess(std::unique_ptr<QProcess>& process)
 {
     if (!process)
@@ -26,27 +28,25 @@ XSession::~XSession()
 
 bool XSession::xvfbInstalled()
 {
-    return !QStandardPaths::findExecutable(QStringLiteral("Xvfb")).isEmpty();
+    return !QStandardPaths::findExecutable(u"Xvfb"_s).isEmpty();
 }
 
 bool XSession::start(QString* error)
 {
     for (int number = 91; number < 200 && !m_server; ++number) {
-        const QString socket = QStringLiteral("/tmp/.X11-unix/X%1").arg(number);
-        if (QFile::exists(socket) || QFile::exists(QStringLiteral("/tmp/.X%1-lock").arg(number)))
+        const QString socket = u"/tmp/.X11-unix/X%1"_s.arg(number);
+        if (QFile::exists(socket) || QFile::exists(u"/tmp/.X%1-lock"_s.arg(number)))
             continue;
         auto server = std::make_unique<QProcess>();
         server->setProcessChannelMode(QProcess::ForwardedErrorChannel);
         server->setStandardOutputFile(QProcess::nullDevice());
-        server->start(QStringLiteral("Xvfb"),
-                      {QStringLiteral(":%1").arg(number), QStringLiteral("-screen"),
-                       QStringLiteral("0"), QStringLiteral("1280x800x24"),
-                       QStringLiteral("-nolisten"), QStringLiteral("tcp")});
+        server->start(u"Xvfb"_s, {u":%1"_s.arg(number), u"-screen"_s, u"0"_s, u"1280x800x24"_s,
+                                  u"-nolisten"_s, u"tcp"_s});
         if (!server->waitForStarted(5000))
             continue;
         // The number is ours once the server's lock file names our server and its socket is
         // there; a server that lost the number to another one exits instead.
-        const QString lock = QStringLiteral("/tmp/.X%1-lock").arg(number);
+        const QString lock = u"/tmp/.X%1-lock"_s.arg(number);
         auto owned = [&] {
             QFile file(lock);
             return file.open(QIODevice::ReadOnly) &&
@@ -60,26 +60,21 @@ bool XSession::start(QString* error)
             stopProcess(server);
             continue;
         }
-        m_display = QStringLiteral(":%1").arg(number);
+        m_display = u":%1"_s.arg(number);
         m_server = std::move(server);
     }
     if (!m_server) {
-        *error = QStringLiteral("Xvfb did not start on any display from :91 to :199");
+        *error = u"Xvfb did not start on any display from :91 to :199"_s;
         return false;
     }
 
     // Ready when a client can talk to it.
-    QDeadlineTimer ready(10000);
     int status = -1;
-    while (status != 0 && !ready.hasExpired()) {
-        tool(QStringLiteral("xprop"),
-             {QStringLiteral("-root"), QStringLiteral("-len"), QStringLiteral("1")}, &status);
-        if (status != 0)
-            QThread::msleep(50);
-    }
+    for (QDeadlineTimer ready(10000); status != 0 && !ready.hasExpired(); QThread::msleep(50))
+        tool(u"xprop"_s, {u"-root"_s, u"-len"_s, u"1"_s}, &status);
     if (status != 0) {
-        *error = QStringLiteral("Xvfb on %1 accepts no clients (is x11-utils installed for xprop?)")
-                     .arg(m_display);
+        *error =
+            u"Xvfb on %1 accepts no clients (is x11-utils installed for xprop?)"_s.arg(m_display);
         return false;
     }
 
@@ -88,17 +83,16 @@ bool XSession::start(QString* error)
         m_windowManager = std::make_unique<QProcess>();
         m_windowManager->setProcessEnvironment(environment(QString()));
         m_windowManager->setProcessChannelMode(QProcess::MergedChannels);
-        m_windowManager->start(QStringLiteral("openbox"), {});
+        m_windowManager->start(u"openbox"_s, {});
         if (!m_windowManager->waitForStarted(5000)) {
-            *error = QStringLiteral("openbox is not installed (Debian package openbox)");
+            *error = u"openbox is not installed (Debian package openbox)"_s;
             return false;
         }
         // The window manager is ready once it has announced itself on the root window.
         QDeadlineTimer deadline(10000);
         while (!deadline.hasExpired() && m_windowManager->state() == QProcess::Running) {
-            if (tool(QStringLiteral("xprop"),
-                     {QStringLiteral("-root"), QStringLiteral("_NET_SUPPORTING_WM_CHECK")})
-                    .contains(QStringLiteral("window id")))
+            if (tool(u"xprop"_s, {u"-root"_s, u"_NET_SUPPORTING_WM_CHECK"_s})
+                    .contains(u"window id"_s))
                 return true;
             QThread::msleep(50);
         }
@@ -106,19 +100,19 @@ bool XSession::start(QString* error)
         output += QString::fromLocal8Bit(m_windowManager->readAll());
         stopProcess(m_windowManager);
     }
-    *error = QStringLiteral("openbox did not take over display %1: %2").arg(m_display, output);
+    *error = u"openbox did not take over display %1: %2"_s.arg(m_display, output);
     return false;
 }
 
 QProcessEnvironment XSession::environment(const QString& home) const
 {
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    env.insert(QStringLiteral("DISPLAY"), m_display);
-    env.remove(QStringLiteral("QT_QPA_PLATFORM"));
-    env.remove(QStringLiteral("WAYLAND_DISPLAY"));
-    env.insert(QStringLiteral("XDG_SESSION_TYPE"), QStringLiteral("x11"));
+    env.insert(u"DISPLAY"_s, m_display);
+    env.remove(u"QT_QPA_PLATFORM"_s);
+    env.remove(u"WAYLAND_DISPLAY"_s);
+    env.insert(u"XDG_SESSION_TYPE"_s, u"x11"_s);
     if (!home.isEmpty()) {
-        env.insert(QStringLiteral("HOME"), home);
+        env.insert(u"HOME"_s, home);
         for (const char* name : {"XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_STATE_HOME"})
             env.remove(QString::fromLatin1(name));
     }
@@ -143,17 +137,16 @@ QString XSession::tool(const QString& program, const QStringList& arguments, int
 
 QString XSession::window(const QStringList& search) const
 {
-    return tool(QStringLiteral("xdotool"),
-                QStringList{QStringLiteral("search"), QStringLiteral("--onlyvisible")} + search)
-        .section(QLatin1Char('\n'), 0, 0)
+    return tool(u"xdotool"_s, QStringList{u"search"_s, u"--onlyvisible"_s} + search)
+        .section(u'\n', 0, 0)
         .trimmed();
 }
 
 QRect XSession::geometry(const QString& window) const
 {
-    const QString info = tool(QStringLiteral("xwininfo"), {QStringLiteral("-id"), window});
+    const QString info = tool(u"xwininfo"_s, {u"-id"_s, window});
     auto field = [&](const char* name) {
-        return QRegularExpression(QLatin1String(name) + QStringLiteral(":\\s+(-?\\d+)"))
+        return QRegularExpression(QLatin1String(name) + u":\\s+(-?\\d+)"_s)
             .match(info)
             .captured(1)
             .toInt();
