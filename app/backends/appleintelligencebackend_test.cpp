@@ -1,8 +1,8 @@
 #include "backends/appleintelligencebackend.h"
-#include "lookup/backenderror.h"
 #include "platform/llm/generationerror.h"
 #include "platform/preferences.h"
 #include "tests/support/chatcompletionsserver.h"
+#include "tests/support/eventwait.h"
 
 #include <QDir>
 #include <QFile>
@@ -24,17 +24,11 @@ LookupItem gloss(const QString& term, std::optional<QString> detail, const QStri
     return LookupItem{u"gloss"_s, term, std::move(detail), body, std::nullopt};
 }
 
-// The user message of a chat request: the prompt, then the schema the answer must follow.
+// The user message of a chat request (after the instructions) up to the schema that follows.
 QString promptOf(const QJsonObject& request)
 {
-    const QJsonArray messages = request.value(u"messages"_s).toArray();
-    for (const QJsonValue& message : messages) {
-        if (message[u"role"_s] == u"user"_s) {
-            const QString content = message[u"content"_s].toString();
-            return content.left(content.indexOf(u"\nAnswer with one JSON object"_s));
-        }
-    }
-    return {};
+    const QString content = request[u"messages"_s][1][u"content"_s].toString();
+    return content.left(content.indexOf(u"\nAnswer with one JSON object"_s));
 }
 
 class AppleIntelligenceBackendTest : public ::testing::Test {
@@ -49,19 +43,6 @@ protected:
     LookupStream lookup(const QString& term, std::optional<QString> context = std::nullopt) const
     {
         return backend.lookup(LookupQuery{term, std::move(context), std::nullopt});
-    }
-
-    // The failure's text, or nothing when the lookup ended normally.
-    static std::optional<QString> failure(const LookupStream& stream)
-    {
-        try {
-            stream.waitForAll();
-        } catch (const BackendError& error) {
-            return error.localizedDescription();
-        } catch (const GenerationError& error) {
-            return error.localizedDescription();
-        }
-        return std::nullopt;
     }
 
     QTemporaryDir dir;
@@ -104,7 +85,7 @@ TEST_F(AppleIntelligenceBackendTest, GlossGrowsFieldByFieldIntoOneItem)
     EXPECT_EQ(bare.last(), LookupItems{gloss(saw, u"noun"_s, u"A tool."_s)});
 }
 
-TEST_F(AppleIntelligenceBackendTest, DeclinedSentenceIsGlossedAgainWithoutIt)
+TEST_F(AppleIntelligenceBackendTest, DeclinedSentenceIsGlossedAgainWithoutItAndADeclinedWordFails)
 {
     server.script({Server::stream({Server::text(R"({"partOfSpeech":"noun")"),
                                    Server::chunk(QJsonObject{}, u"content_filter"_s)}),
@@ -125,20 +106,15 @@ TEST_F(AppleIntelligenceBackendTest, DeclinedSentenceIsGlossedAgainWithoutIt)
     ASSERT_EQ(requests.size(), 2);
     EXPECT_EQ(promptOf(requests[0]), u"WORD: gun\nSENTENCE: He drew a gun on the clerk."_s);
     EXPECT_EQ(promptOf(requests[1]), u"WORD: gun"_s);
-}
 
-TEST_F(AppleIntelligenceBackendTest, DeclinedWordAloneFailsWithoutRetry)
-{
-    const auto declined = Server::stream({Server::chunk(QJsonObject{}, "content_filter")});
+    // A word declined alone is not asked again, and a retry declined again fails the tab.
     const auto refusal =
         GenerationError(GenerationError::Kind::GuardrailViolation).localizedDescription();
-    server.script({declined, Server::answer({R"({"partOfSpeech":"noun","meaning":"x"})"})});
-    EXPECT_EQ(failure(lookup(u"gun"_s)), refusal);
-    EXPECT_EQ(server.chatRequests().size(), 1);
-    // A retry that is declined again fails the tab as well.
-    server.script({declined});
-    EXPECT_EQ(failure(lookup(u"gun"_s, u"A gun."_s)), refusal);
+    server.script({Server::stream({Server::chunk(QJsonObject{}, "content_filter")})});
+    EXPECT_EQ(failureOf(lookup(term)), refusal);
     EXPECT_EQ(server.chatRequests().size(), 3);
+    EXPECT_EQ(failureOf(lookup(term, u"A gun."_s)), refusal);
+    EXPECT_EQ(server.chatRequests().size(), 5);
 }
 
 TEST_F(AppleIntelligenceBackendTest, WithoutTheModelTheDictionaryAnswersAtOnce)
@@ -157,7 +133,7 @@ TEST_F(AppleIntelligenceBackendTest, WithoutTheModelTheDictionaryAnswersAtOnce)
                                  "outpouring, natural spring\n\nFrom the WordNet dictionary. ") +
                       start + u" for an answer written for this sentence."_s)}});
     // A word WordNet lacks fails as before.
-    EXPECT_EQ(failure(lookup(u"Straße"_s, u"Die Straße ist lang."_s)), start);
+    EXPECT_EQ(failureOf(lookup(u"Straße"_s, u"Die Straße ist lang."_s)), start);
     // The menu says both what to do and who answers meanwhile.
     EXPECT_EQ(AppleIntelligenceBackend::status(preferences),
               start + u" · WordNet answers meanwhile"_s);
@@ -174,28 +150,15 @@ TEST_F(AppleIntelligenceBackendTest, WithoutTheModelTheDictionaryAnswersAtOnce)
     EXPECT_TRUE(server.chatRequests().isEmpty());
 }
 
-// Collects the warnings logged while it lives, from any thread.
-class WarningLog {
-public:
-    WarningLog() { s_previous = qInstallMessageHandler(&WarningLog::handle); }
-    ~WarningLog() { qInstallMessageHandler(s_previous); }
-    QStringList lines() const
-    {
-        std::lock_guard lock(s_mutex);
-        return s_lines;
-    }
-
-private:
-    static void handle(QtMsgType type, const QMessageLogContext&, const QString& message)
-    {
-        std::lock_guard lock(s_mutex);
-        if (type == QtWarningMsg)
-            s_lines.append(message);
-    }
-    static inline std::mutex s_mutex;
-    static inline QStringList s_lines;
-    static inline QtMessageHandler s_previous = nullptr;
-};
+// The warnings logged, from any thread, while logWarning is installed.
+std::mutex warningsMutex;
+QStringList warnings;
+void logWarning(QtMsgType type, const QMessageLogContext&, const QString& message)
+{
+    std::lock_guard lock(warningsMutex);
+    if (type == QtWarningMsg)
+        warnings.append(message);
+}
 
 TEST_F(AppleIntelligenceBackendTest, DamagedDictionaryFilesFailAsBeforeAndAreNamedInTheLog)
 {
@@ -225,17 +188,17 @@ TEST_F(AppleIntelligenceBackendTest, DamagedDictionaryFilesFailAsBeforeAndAreNam
             cut.write(contents);
         }
         qputenv("PEEKWELL_WORDNET_DIR", copy.path().toUtf8());
-        WarningLog log;
+        const QtMessageHandler previous = qInstallMessageHandler(logWarning);
         // The first sense of "bank" lies in the second half of data.noun.
-        const std::optional<QString> failed = failure(lookup(u"bank"_s));
+        const QString failed = failureOf(lookup(u"bank"_s));
         const QString status = AppleIntelligenceBackend::status(preferences);
+        qInstallMessageHandler(previous);
         qunsetenv("PEEKWELL_WORDNET_DIR");
         if (damaged == u"index.verb"_s) {
             EXPECT_EQ(status, u"Start a local model server at "_s + closed)
                 << "a dictionary that does not open answers nothing";
         }
         EXPECT_EQ(failed, u"Start a local model server at "_s + closed);
-        const QStringList warnings = log.lines();
         EXPECT_EQ(warnings.filter(copy.filePath(damaged)).size(), 1)
             << warnings.join('\n').toStdString();
     }
@@ -278,10 +241,9 @@ TEST_F(AppleIntelligenceBackendTest, CancellingTheLookupHangsUpOnTheModel)
     LookupStream stream = lookup(u"saw"_s, u"A saw."_s);
     ASSERT_TRUE(server.http().waitForRequests(2)); // the model list, then the chat
     stream.cancel();
-    QFuture<LookupItems> future = stream.future();
-    future.waitForFinished();
-    EXPECT_TRUE(stream.error());
+    // Before the request's own time-out would close it.
     EXPECT_TRUE(server.http().waitForClientClose(2));
+    EXPECT_EQ(failureOf(stream), u"The request was cancelled."_s);
     EXPECT_EQ(server.chatRequests().size(), 1);
 }
 

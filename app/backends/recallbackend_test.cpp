@@ -2,17 +2,14 @@
 #include "backends/recallbackend.h"
 #include "backends/searchchatstool.h"
 #include "chats/chatindex.h"
-#include "platform/preferences.h"
-#include "platform/secret/memorysecretstore.h"
+#include "recall/freshrecall_test.h"
 #include "tests/support/chatcompletionsserver.h"
 #include "tests/support/eventwait.h"
-#include "tests/support/scopedenvironment.h"
 #include "tests/support/temphome.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <gtest/gtest.h>
-#include <mutex>
 
 using namespace Qt::Literals::StringLiterals;
 
@@ -21,12 +18,12 @@ namespace {
 using Server = ChatCompletionsServer;
 using Reply = HttpTestServer::Reply;
 
-QString roleContent(const QJsonObject& request, const QString& role, int fromEnd = 0)
+// The content of the last message with this role.
+QString roleContent(const QJsonObject& request, const QString& role)
 {
     const QJsonArray messages = request.value(u"messages"_s).toArray();
-    int seen = 0;
     for (qsizetype i = messages.size() - 1; i >= 0; --i) {
-        if (messages[i][u"role"_s] == role && seen++ == fromEnd)
+        if (messages[i][u"role"_s] == role)
             return messages[i][u"content"_s].toString();
     }
     return u"<none>"_s;
@@ -70,15 +67,9 @@ void serveLibrary(HttpTestServer& library)
     });
 }
 
-class RecallBackendTest : public ::testing::Test {
+class RecallBackendTest : public FreshRecall {
 protected:
-    RecallBackendTest()
-    {
-        SecretStore::setStandard(&keyring);
-        preferences.setValue(u"recall.model"_s, u"custom"_s);
-        preferences.setValue(u"recall.custom.baseURL"_s, server.base());
-    }
-    ~RecallBackendTest() override { SecretStore::setStandard(nullptr); }
+    RecallBackendTest() { prefs.setValue(u"recall.custom.baseURL"_s, server.base()); }
 
     // A Claude Code transcript whose one user message is `text`.
     void addTranscript(const QString& name, const QString& title, const QString& text)
@@ -99,7 +90,7 @@ protected:
                           RecallModel model = RecallModel::custom) const
     {
         return RecallBackend(BackendInfo{u"recall"_s, u"Recall"_s, u"brain.head.profile"_s, 45},
-                             model, std::move(library), preferences, index);
+                             model, std::move(library), prefs, index);
     }
 
     static LookupQuery query(const QString& term, std::optional<QString> context = std::nullopt,
@@ -123,41 +114,9 @@ protected:
     }
 
     TempHome home;
-    ScopedEnvironment noKeys{{"LOOKUP_OPENAI_KEY", std::nullopt},
-                             {"LOOKUP_ANTHROPIC_KEY", std::nullopt},
-                             {"LOOKUP_CUSTOM_KEY", std::nullopt}};
-    MemorySecretStore keyring;
-    Preferences preferences{home.path() + u"/peekwell.conf"_s};
     ChatIndex index;
     Server server;
 };
-
-// The prompt's wording is checked below; the tool's report in searchtools_test.cpp.
-TEST_F(RecallBackendTest, AnswerStreamsAheadOfTheConversationsTheToolFound)
-{
-    addTranscript(u"s1"_s, u"Widgets"_s, u"the widget factory broke again"_s);
-    addTranscript(u"s2"_s, u"Other"_s, u"nothing here"_s);
-    index.update();
-
-    server.script({Server::toolCall(u"call_1"_s, u"searchChats"_s, arguments(u"widget"_s)),
-                   Server::answer({u"You built "_s, u"the factory."_s})});
-    const QList<LookupItems> lists = backend().lookup(query(u"widget"_s)).waitForAll();
-
-    const LookupItems found = chatItems(u"widget"_s);
-    ASSERT_EQ(found.size(), 1);
-    const QList<LookupItems> expected{
-        LookupItems{answer(u"You built "_s)} + found,
-        LookupItems{answer(u"You built the factory."_s)} + found,
-        LookupItems{answer(u"You built the factory."_s)} + found,
-    };
-    EXPECT_EQ(lists, expected);
-
-    const QList<QJsonObject> requests = server.chatRequests();
-    ASSERT_EQ(requests.size(), 2);
-    EXPECT_EQ(toolNames(requests[0]), QStringList{u"searchChats"_s});
-    EXPECT_EQ(roleContent(requests[1], u"tool"_s),
-              SearchChatsTool::report(u"widget"_s, index.search(u"widget"_s, 4)));
-}
 
 TEST_F(RecallBackendTest, PromptNamesContextApplicationAndLibraryOnlyWhenPresent)
 {
@@ -193,16 +152,20 @@ TEST_F(RecallBackendTest, PromptNamesContextApplicationAndLibraryOnlyWhenPresent
                              "“Tensors.”.\nSearch my chats and library") +
                   tail);
     EXPECT_EQ(toolNames(requests[2]), (QStringList{u"searchChats"_s, u"searchLibrary"_s}));
+    // A custom server without a key is asked without one, for its default model.
+    EXPECT_TRUE(server.rawChatRequests()[0].header("authorization").isEmpty());
     for (const QJsonObject& request : requests) {
+        EXPECT_EQ(request.value(u"model"_s), u"qwen"_s);
         EXPECT_EQ(roleContent(request, u"system"_s), RecallBackend::instructions());
         EXPECT_FALSE(request.contains(u"temperature"_s));
         EXPECT_FALSE(request.contains(u"max_tokens"_s));
     }
 }
 
-// Which id wins and the cap of six are the sink's; here the tool loop must feed every search
-// into it, while the model still hears each hit of a repeated search.
-TEST_F(RecallBackendTest, SourcesFoundTwiceAreListedOnceAndOnlySixAreShown)
+// The answer streams ahead of the conversations its searches found. Which id wins and the cap
+// of six are the sink's; here the tool loop must feed every search into it, while the model
+// still hears each hit of a repeated search. The tool's report is searchtools_test.cpp's.
+TEST_F(RecallBackendTest, AnswerStreamsAheadOfTheSourcesFoundListedOnceAndOnlySix)
 {
     for (int i = 0; i < 4; ++i) {
         for (const QString& word : {u"alpha"_s, u"beta"_s})
@@ -223,8 +186,15 @@ TEST_F(RecallBackendTest, SourcesFoundTwiceAreListedOnceAndOnlySixAreShown)
     ASSERT_EQ(lists.size(), 3);
     for (const LookupItems& list : lists)
         EXPECT_EQ(list.mid(1), six) << idsOf(list).join(' ').toStdString();
+    EXPECT_EQ(lists.first().value(0), answer(u"It came up "_s));
     EXPECT_EQ(lists.last().value(0), answer(u"It came up in builds."_s));
-    EXPECT_EQ(roleContent(server.chatRequests()[2], u"tool"_s).count(u"• "_s), 4);
+
+    const QList<QJsonObject> requests = server.chatRequests();
+    ASSERT_EQ(requests.size(), 4);
+    EXPECT_EQ(toolNames(requests[0]), QStringList{u"searchChats"_s});
+    EXPECT_EQ(roleContent(requests[1], u"tool"_s),
+              SearchChatsTool::report(u"alpha"_s, index.search(u"alpha"_s, 4)));
+    EXPECT_EQ(roleContent(requests[2], u"tool"_s).count(u"• "_s), 4);
 }
 
 TEST_F(RecallBackendTest, WithoutSnapshotsTheFinalListIsTheOnlyOne)
@@ -240,19 +210,15 @@ TEST_F(RecallBackendTest, WithoutSnapshotsTheFinalListIsTheOnlyOne)
               u"No conversations mention “sprocket”."_s);
 }
 
-TEST_F(RecallBackendTest, ModelThatCannotBeUsedFailsTheTabBeforeAnyList)
+TEST_F(RecallBackendTest, AModelThatCannotBeUsedFailsTheTabBeforeAnyListAndOnDeviceIsLabelled)
 {
-    preferences.remove(u"recall.custom.baseURL"_s);
+    prefs.remove(u"recall.custom.baseURL"_s);
     const LookupStream stream = backend().lookup(query(u"x"_s));
     EXPECT_EQ(failureOf(stream), u"Set a base URL for Custom (OpenAI-compatible) in the menu"_s);
     EXPECT_EQ(stream.future().resultCount(), 0);
     EXPECT_TRUE(server.chatRequests().isEmpty());
-}
 
-TEST_F(RecallBackendTest, OnDeviceAnswersAreLabelledAsSuch)
-{
-    preferences.setValue(u"localModel.baseURL"_s, server.base());
-    preferences.setValue(u"localModel.name"_s, u"llama3.2"_s);
+    prefs.setValue(u"localModel.baseURL"_s, server.base());
     server.listModels({u"llama3.2:latest"_s});
     server.script({Server::answer({u"Seen once."_s})});
     EXPECT_EQ(
@@ -297,10 +263,8 @@ TEST_F(RecallBackendTest, CancellingTheLookupStopsARunningToolAndTheResponse)
     LookupStream stream = backend(QUrl(library.base())).lookup(query(u"entropy"_s));
     ASSERT_TRUE(library.waitForRequests(1));
     stream.cancel();
-    QFuture<LookupItems> future = stream.future();
-    future.waitForFinished();
-    EXPECT_TRUE(stream.error()) << "a cancelled response ends with its cancellation";
-    EXPECT_TRUE(library.waitForClientClose(1));
+    EXPECT_TRUE(library.waitForClientClose(1)) << "before the search's own time-out";
+    EXPECT_EQ(failureOf(stream), u"Cancelled"_s) << "the loop stops after the tools";
     EXPECT_EQ(server.chatRequests().size(), 1) << "the model is not asked again";
 }
 

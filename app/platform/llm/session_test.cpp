@@ -1,71 +1,26 @@
-#include "platform/llm/executor.h"
+#include "platform/http.h"
 #include "platform/llm/generationerror.h"
+#include "platform/llm/openai/openaicompatiblemodel.h"
 #include "platform/llm/session.h"
+#include "tests/support/chatcompletionsserver.h"
 
-#include <QJsonArray>
-#include <QJsonObject>
+#include <QJsonDocument>
 #include <QSemaphore>
 #include <QThread>
 #include <atomic>
 #include <gtest/gtest.h>
-#include <mutex>
 #include <stdexcept>
 
 using namespace Qt::Literals::StringLiterals;
 
+// Sessions driven through the OpenAI-compatible executor against a scripted server, so that
+// what the loop sends back is checked as the server receives it.
 namespace {
 
-using Kind = Transcript::Entry::Kind;
+using Server = ChatCompletionsServer;
+using Reply = HttpTestServer::Reply;
 
-// A model that is its own executor: plays back scripted turns and keeps every request it was
-// given. A turn past the end of the script repeats the last one.
-class ScriptedModel : public LanguageModel,
-                      public Executor,
-                      public std::enable_shared_from_this<ScriptedModel> {
-public:
-    using Turn = std::function<void(GenerationChannel&)>;
-
-    static Turn events(QList<GenerationEvent> events)
-    {
-        return [events](GenerationChannel& channel) {
-            for (const GenerationEvent& event : events)
-                channel.send(event);
-        };
-    }
-
-    ScriptedModel(QList<Turn> turns, QList<Capability> capabilities)
-        : m_turns(std::move(turns)), m_capabilities(std::move(capabilities))
-    {
-    }
-    QList<Capability> capabilities() const override { return m_capabilities; }
-    std::shared_ptr<const Executor> executor() const override { return shared_from_this(); }
-
-    void respond(const GenerationRequest& request, const LanguageModel&,
-                 GenerationChannel& channel) const override
-    {
-        Turn turn;
-        {
-            std::lock_guard lock(m_mutex);
-            m_requests.append(request);
-            turn = m_turns[std::min(m_requests.size(), m_turns.size()) - 1];
-        }
-        turn(channel);
-    }
-
-    QList<GenerationRequest> requests() const
-    {
-        std::lock_guard lock(m_mutex);
-        return m_requests;
-    }
-
-private:
-    QList<Turn> m_turns;
-    QList<Capability> m_capabilities;
-    mutable std::mutex m_mutex;
-    mutable QList<GenerationRequest> m_requests;
-};
-
-// A search tool whose answer and behaviour the test decides; counts and keeps its calls.
+// A search tool whose answer and behaviour the test decides; counts its calls.
 class ProbeTool : public Tool {
 public:
     using Body = std::function<QString(const GeneratedContent&, const CancelCheck&)>;
@@ -90,31 +45,6 @@ private:
     Body m_body;
 };
 
-struct Fixture {
-    explicit Fixture(QList<ScriptedModel::Turn> turns,
-                     QList<std::shared_ptr<const Tool>> tools = {},
-                     QList<LanguageModel::Capability> capabilities =
-                         {LanguageModel::Capability::ToolCalling,
-                          LanguageModel::Capability::GuidedGeneration})
-        : executor(std::make_shared<ScriptedModel>(std::move(turns), std::move(capabilities))),
-          session(executor, std::move(tools), u"Be brief."_s)
-    {
-    }
-    std::shared_ptr<ScriptedModel> executor;
-    Session session;
-};
-
-GenerationEvent text(const char* piece)
-{
-    return GenerationEvent::response(QString::fromUtf8(piece));
-}
-
-GenerationEvent call(const char* id, const char* name, const char* piece)
-{
-    return GenerationEvent::toolCall(QString::fromUtf8(id), QString::fromUtf8(name),
-                                     QString::fromUtf8(piece));
-}
-
 std::shared_ptr<ProbeTool> echoTool(const char* name = "searchChats")
 {
     return std::make_shared<ProbeTool>(
@@ -123,56 +53,80 @@ std::shared_ptr<ProbeTool> echoTool(const char* name = "searchChats")
         });
 }
 
-TEST(SessionTest, AModelThatCannotCallToolsIsOfferedNone)
+// A model on the same server that cannot call tools.
+class PlainModel : public OpenAICompatibleModel {
+public:
+    using OpenAICompatibleModel::OpenAICompatibleModel;
+    QList<Capability> capabilities() const override { return {Capability::GuidedGeneration}; }
+};
+
+class SessionTest : public ::testing::Test {
+protected:
+    Session session(QList<std::shared_ptr<const Tool>> tools = {})
+    {
+        return Session(
+            std::make_shared<OpenAICompatibleModel>(server.baseURL(), u"m"_s, std::nullopt),
+            std::move(tools), u"Be brief."_s);
+    }
+    QJsonArray messagesOf(qsizetype request) const
+    {
+        return server.chatRequests().value(request).value(u"messages"_s).toArray();
+    }
+
+    Server server;
+};
+
+TEST_F(SessionTest, AModelThatCannotCallToolsIsOfferedNone)
 {
-    Fixture f({ScriptedModel::events({text("plain")})}, {echoTool()},
-              {LanguageModel::Capability::GuidedGeneration});
-    EXPECT_EQ(f.session.streamResponse(u"q"_s, {}, {}), u"plain"_s);
-    EXPECT_TRUE(f.executor->requests().at(0).enabledToolDefinitions.isEmpty());
-    EXPECT_EQ(f.session.transcript()[0].toolDefinitions.size(), 1)
+    Session plain(std::make_shared<PlainModel>(server.baseURL(), u"m"_s, std::nullopt),
+                  {echoTool()}, u"Be brief."_s);
+    server.script({Server::answer({u"plain"_s})});
+    EXPECT_EQ(plain.streamResponse(u"q"_s, {}, {}), u"plain"_s);
+    EXPECT_FALSE(server.chatRequests().value(0).contains(u"tools"_s));
+    EXPECT_EQ(plain.transcript()[0].toolDefinitions.size(), 1)
         << "still listed with the instructions";
 }
 
 // A call of a tool the session lacks gets an error text as its output, and the loop goes on.
-TEST(SessionTest, ToolCallsAreRunAndTheirOutputsSentBackUnderTheCallsIds)
+TEST_F(SessionTest, ToolCallsAreRunAndTheirOutputsSentBackUnderTheCallsIds)
 {
-    auto tool = echoTool();
-    Fixture f({ScriptedModel::events({text("Let me look."), call("call_1", "searchChats", ""),
-                                      call("call_1", "searchChats", R"({"que)"),
-                                      call("call_1", "searchChats", R"(ry": "drift"})"),
-                                      call("c2", "searchWeb", R"({"query":"x"})")}),
-               ScriptedModel::events({text("You met "), text("drift twice.")})},
-              {tool});
+    server.script(
+        {Server::stream({Server::text(u"Let me look."_s),
+                         Server::calls({Server::call(0, "call_1", "searchChats", "")}),
+                         Server::calls({Server::call(0, {}, {}, R"({"que)")}),
+                         Server::calls({Server::call(0, {}, {}, R"(ry": "drift"})"),
+                                        Server::call(1, "c2", "searchWeb", R"({"query":"x"})")})}),
+         Server::answer({u"You met "_s, u"drift twice."_s})});
     QStringList snapshots;
     GenerationOptions options;
     options.temperature = 0.25;
-    const QString answer = f.session.streamResponse(u"What is drift?"_s, options,
-                                                    [&](const QString& s) { snapshots.append(s); });
+    const QString answer =
+        session({echoTool()}).streamResponse(u"What is drift?"_s, options, [&](const QString& s) {
+            snapshots.append(s);
+        });
 
     EXPECT_EQ(answer, u"You met drift twice."_s);
     EXPECT_EQ(snapshots.last(), answer);
-    EXPECT_EQ(tool->calls, 1);
-    const auto requests = f.executor->requests();
-    ASSERT_EQ(requests.size(), 2);
-    EXPECT_EQ(requests[0].enabledToolDefinitions.size(), 1);
-    EXPECT_EQ(requests[1].generationOptions, options);
-
-    const Transcript& second = requests[1].transcript;
-    ASSERT_EQ(second.size(), 6);
-    EXPECT_EQ(second[2].kind, Kind::Response) << "text before the calls is kept";
-    EXPECT_EQ(second[2].segments[0].text, u"Let me look."_s);
-    ASSERT_EQ(second[3].calls.size(), 2);
-    EXPECT_EQ(second[3].calls[0].arguments.jsonString(), uR"({"query": "drift"})"_s);
-    EXPECT_EQ(second[4].kind, Kind::ToolOutput);
-    EXPECT_EQ(second[4].id, u"call_1"_s);
-    EXPECT_EQ(second[4].segments[0].text, u"found drift"_s);
-    EXPECT_EQ(second[5].id, u"c2"_s);
-    EXPECT_EQ(second[5].segments[0].text,
-              QStringLiteral(
-                  R"(Error: there is no tool named "searchWeb". The tools are: searchChats.)"));
+    ASSERT_EQ(server.chatRequests().size(), 2);
+    EXPECT_EQ(server.chatRequests()[1].value("temperature"), 0.25);
+    const QJsonArray expected = QJsonDocument::fromJson(R"([
+        {"role": "system", "content": "Be brief."},
+        {"role": "user", "content": "What is drift?"},
+        {"role": "assistant", "content": "Let me look."},
+        {"role": "assistant", "content": null, "tool_calls": [
+            {"id": "call_1", "type": "function",
+             "function": {"name": "searchChats", "arguments": "{\"query\": \"drift\"}"}},
+            {"id": "c2", "type": "function",
+             "function": {"name": "searchWeb", "arguments": "{\"query\":\"x\"}"}}]},
+        {"role": "tool", "tool_call_id": "call_1", "content": "found drift"},
+        {"role": "tool", "tool_call_id": "c2",
+         "content": "Error: there is no tool named \"searchWeb\". The tools are: searchChats."}
+    ])")
+                                    .array();
+    EXPECT_EQ(messagesOf(1), expected) << QJsonDocument(messagesOf(1)).toJson().toStdString();
 }
 
-TEST(SessionTest, CallsOfOneTurnRunAtOnceAndAnswerInCallOrder)
+TEST_F(SessionTest, CallsOfOneTurnRunAtOnceAndAnswerInCallOrder)
 {
     // Each call waits until the other has started: run one after the other, they would stall.
     QSemaphore started;
@@ -185,27 +139,28 @@ TEST(SessionTest, CallsOfOneTurnRunAtOnceAndAnswerInCallOrder)
                 return both ? QString::fromUtf8(name) + u" done"_s : u"ran alone"_s;
             });
     };
-    Fixture f({ScriptedModel::events({call("a", "searchLibrary", R"({"query":"x"})"),
-                                      call("b", "searchChats", R"({"query":"y"})")}),
-               ScriptedModel::events({text("ok")})},
-              {waiting("searchChats"), waiting("searchLibrary")});
-    f.session.streamResponse(u"q"_s, {}, {});
+    server.script(
+        {Server::stream({Server::calls({Server::call(0, "a", "searchLibrary", R"({"query":"x"})"),
+                                        Server::call(1, "b", "searchChats", R"({"query":"y"})")})}),
+         Server::answer({u"ok"_s})});
+    session({waiting("searchChats"), waiting("searchLibrary")}).streamResponse(u"q"_s, {}, {});
 
-    const Transcript& second = f.executor->requests().at(1).transcript;
-    ASSERT_EQ(second.size(), 5);
-    ASSERT_EQ(second[2].calls.size(), 2);
-    EXPECT_EQ(second[3].id, u"a"_s);
-    EXPECT_EQ(second[3].segments[0].text, u"searchLibrary done"_s);
-    EXPECT_EQ(second[4].id, u"b"_s);
-    EXPECT_EQ(second[4].segments[0].text, u"searchChats done"_s);
+    const QJsonArray messages = messagesOf(1);
+    ASSERT_EQ(messages.size(), 5);
+    EXPECT_EQ(
+        messages[3],
+        (QJsonObject{{"role", "tool"}, {"tool_call_id", "a"}, {"content", "searchLibrary done"}}));
+    EXPECT_EQ(
+        messages[4],
+        (QJsonObject{{"role", "tool"}, {"tool_call_id", "b"}, {"content", "searchChats done"}}));
 }
 
-TEST(SessionTest, AModelThatNeverStopsCallingToolsIsStoppedAfterEightRounds)
+TEST_F(SessionTest, AModelThatNeverStopsCallingToolsIsStoppedAfterEightRounds)
 {
     auto tool = echoTool();
-    Fixture f({ScriptedModel::events({call("again", "searchChats", R"({"query":"x"})")})}, {tool});
+    server.script({Server::toolCall(u"again"_s, u"searchChats"_s, uR"({"query":"x"})"_s)});
     try {
-        f.session.streamResponse(u"q"_s, {}, {});
+        session({tool}).streamResponse(u"q"_s, {}, {});
         FAIL() << "the loop did not end";
     } catch (const GenerationError& error) {
         EXPECT_EQ(error.kind(), GenerationError::Kind::ExceededToolRounds);
@@ -213,35 +168,35 @@ TEST(SessionTest, AModelThatNeverStopsCallingToolsIsStoppedAfterEightRounds)
                   u"The model kept calling tools; stopped after 8 rounds"_s);
     }
     EXPECT_EQ(tool->calls, 8);
-    EXPECT_EQ(f.executor->requests().size(), 9);
+    EXPECT_EQ(server.chatRequests().size(), 9);
 }
 
-TEST(SessionTest, FailuresOfToolsAndExecutorsEndTheResponseWithTheirOwnError)
+TEST_F(SessionTest, FailuresOfToolsAndConnectionsEndTheResponseWithTheirOwnError)
 {
     auto failing = std::make_shared<ProbeTool>(
         u"searchChats"_s, [](const GeneratedContent&, const CancelCheck&) -> QString {
             throw std::runtime_error("index gone");
         });
-    auto slow = echoTool("searchLibrary");
-    Fixture f(
-        {ScriptedModel::events({call("1", "searchChats", "{}"), call("2", "searchLibrary", "{}")})},
-        {failing, slow});
-    EXPECT_THROW(f.session.streamResponse(u"q"_s, {}, {}), std::runtime_error);
-    EXPECT_EQ(slow->calls, 1) << "the other call of the turn still ran to its end";
-    EXPECT_EQ(f.executor->requests().size(), 1);
+    auto other = echoTool("searchLibrary");
+    server.script({Server::stream({Server::calls({Server::call(0, "1", "searchChats", "{}"),
+                                                  Server::call(1, "2", "searchLibrary", "{}")})})});
+    EXPECT_THROW(session({failing, other}).streamResponse(u"q"_s, {}, {}), std::runtime_error);
+    EXPECT_EQ(other->calls, 1) << "the other call of the turn still ran to its end";
+    EXPECT_EQ(server.chatRequests().size(), 1);
 
-    Fixture g({[](GenerationChannel& channel) {
-        channel.send(text("par"));
-        throw std::runtime_error("connection lost");
-    }});
+    // The connection drops halfway through the second line.
+    const QByteArray lines = Server::text(u"par"_s) + "\n\n" + Server::text(u"tial"_s) + "\n\n";
+    server.script({Reply::text(200, lines, "text/event-stream").closeEarly()});
     QStringList snapshots;
     EXPECT_THROW(
-        g.session.streamResponse(u"q"_s, {}, [&](const QString& s) { snapshots.append(s); }),
-        std::runtime_error);
+        session().streamResponse(u"q"_s, {}, [&](const QString& s) { snapshots.append(s); }),
+        HttpError);
     EXPECT_EQ(snapshots, QStringList{"par"});
 }
 
-TEST(SessionTest, CancellingStopsRunningToolsAndTheLoop)
+// How a cancelled lookup hangs up on the model and on a tool's server is seen end to end in
+// the Answer and Recall source tests.
+TEST_F(SessionTest, CancellingStopsRunningToolsAndTheLoop)
 {
     std::atomic<bool> canceled = false;
     auto tool = std::make_shared<ProbeTool>(
@@ -251,68 +206,30 @@ TEST(SessionTest, CancellingStopsRunningToolsAndTheLoop)
                 QThread::msleep(1);
             return u"stopped"_s;
         });
-    Fixture f({ScriptedModel::events({call("1", "searchChats", "{}")}),
-               ScriptedModel::events({text("never asked")})},
-              {tool});
-    try {
-        f.session.streamResponse(u"q"_s, {}, {}, [&] { return canceled.load(); });
-        FAIL() << "a cancelled response returned normally";
-    } catch (const GenerationError& error) {
-        EXPECT_EQ(error.kind(), GenerationError::Kind::Cancelled);
-    }
-    EXPECT_EQ(f.executor->requests().size(), 1);
-
-    // An executor sees the cancellation through its channel.
-    std::atomic<bool> stop = false;
-    Fixture g({[&](GenerationChannel& channel) {
-        channel.send(text("a"));
-        stop = true;
-        if (channel.isCanceled())
-            return;
-        channel.send(text("b"));
-    }});
-    QStringList snapshots;
-    EXPECT_THROW(g.session.streamResponse(
-                     u"q"_s, {}, [&](const QString& s) { snapshots.append(s); },
-                     [&] { return stop.load(); }),
+    server.script(
+        {Server::toolCall(u"1"_s, u"searchChats"_s, u"{}"_s), Server::answer({u"never asked"_s})});
+    EXPECT_THROW(session({tool}).streamResponse(u"q"_s, {}, {}, [&] { return canceled.load(); }),
                  GenerationError);
-    EXPECT_EQ(snapshots, QStringList{"a"});
+    EXPECT_EQ(server.chatRequests().size(), 1);
 }
 
-GenerationSchema glossSchema()
+TEST_F(SessionTest, AStructuredAnswerMustEndWholeAndTheSchemaGoesWithTheRequest)
 {
-    return GenerationSchema::object(
+    const GenerationSchema schema = GenerationSchema::object(
         u"Gloss"_s, std::nullopt,
-        {{u"partOfSpeech"_s, u"Part of speech"_s, GenerationSchema::stringType()},
-         {u"synonyms"_s, u"Synonyms"_s,
-          GenerationSchema::arrayOf(GenerationSchema::stringType())}});
-}
-
-// Snapshots of text and of partial content, and the schema in the prompt, are seen end to end
-// in the Answer and Recall source tests; here what the session decides itself.
-TEST(SessionTest, AStructuredAnswerMustEndWholeAndTheSchemaGoesWithTheRequest)
-{
-    Fixture f({ScriptedModel::events({text(R"({"partOfSpeech": "no)")})});
+        {{u"partOfSpeech"_s, std::nullopt, GenerationSchema::stringType()}});
+    server.script({Server::answer({uR"({"partOfSpeech": "no)"_s})});
     try {
-        f.session.streamResponse(u"WORD: x"_s, glossSchema(), false, {}, {});
+        session().streamResponse(u"WORD: x"_s, schema, false, {}, {});
         FAIL() << "an unfinished answer was taken as whole";
     } catch (const GenerationError& error) {
         EXPECT_EQ(error.kind(), GenerationError::Kind::DecodingFailure);
     }
-    const GenerationRequest request = f.executor->requests().at(0);
-    EXPECT_EQ(request.schema, glossSchema());
-    EXPECT_EQ(request.transcript[1].segments.size(), 1) << "not spelled out unless asked";
-}
-
-TEST(GenerationSchemaTest, AnObjectSchemaListsItsPropertiesAsRequired)
-{
-    const QJsonObject json = glossSchema().json();
-    EXPECT_FALSE(json.contains("description"));
-    EXPECT_EQ(json.value("required"), QJsonArray({"partOfSpeech", "synonyms"}));
-    EXPECT_EQ(json.value("properties").toObject().value("synonyms"),
-              QJsonObject({{"type", "array"},
-                           {"items", QJsonObject{{"type", "string"}}},
-                           {"description", "Synonyms"}}));
+    EXPECT_EQ(server.chatRequests().value(0).value("response_format"),
+              QJsonObject(
+                  {{"type", "json_schema"},
+                   {"json_schema", QJsonObject{{"name", "response"}, {"schema", schema.json()}}}}));
+    EXPECT_EQ(messagesOf(0)[1][u"content"_s], u"WORD: x"_s) << "not spelled out unless asked";
 }
 
 } // namespace
