@@ -186,6 +186,10 @@ TEST_F(HttpTest, AServerThatClosesEarlyLosesTheConnection)
                   HttpError::ConnectionLost)
             << path;
     }
+    // A stream cut before its last chunk is not a whole answer, however much of it came.
+    server.on("/cut", Reply::stream().line("first").pause(20ms).line("second").closeEarly());
+    EXPECT_EQ(failureOf([&] { linesOf("/cut"); }), HttpError::ConnectionLost);
+    EXPECT_EQ(failureOf([&] { http.send(get(server.url(u"/cut"_s))); }), HttpError::ConnectionLost);
 }
 
 TEST_F(HttpTest, IdleLongerThanTheTimeOutTimesOutAndCloses)
