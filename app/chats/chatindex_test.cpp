@@ -61,10 +61,6 @@ TEST_F(ChatIndexTest, FindsTranscriptsByAgentAndDepth)
     claude(u"a/subagents/agent-1.jsonl"_s, bytes(claudeLine("user", "alpha deep")));
     home.write(u".claude/projects/top.jsonl"_s, bytes(claudeLine("user", "alpha top")));
     claude(u"notes.txt"_s, bytes(claudeLine("user", "alpha text")));
-    home.write(
-        u".codex/sessions/2026/03/01/rollout-1.jsonl"_s,
-        R"({"type":"response_item","payload":{"type":"message","role":"user","content":"alpha codex"}})"
-        "\n");
     home.write(u".pi/agent/sessions/x/p.jsonl"_s,
                R"({"type":"message","message":{"role":"user","content":"alpha pi"}})"
                "\n");
@@ -72,10 +68,11 @@ TEST_F(ChatIndexTest, FindsTranscriptsByAgentAndDepth)
                R"({"type":"message","message":{"role":"user","content":"alpha zenith"}})"
                "\n");
     // A linked transcript is read through its link; a linked folder that points back up the
-    // tree is not followed.
+    // tree is not followed. (Codex's dated folders are read end to end in tests/e2e.)
     const QString outside =
         home.write(u"elsewhere/linked.jsonl"_s, bytes(claudeLine("user", "alpha linked")));
     link(outside, u"/.claude/projects/-work-app/l.jsonl"_s);
+    ASSERT_TRUE(QDir(home.path()).mkpath(u".codex/sessions"_s));
     link(home.path() + u"/.codex"_s, u"/.codex/sessions/loop"_s);
     // A named pipe posing as a transcript is not a file to wait on.
     ASSERT_EQ(
@@ -84,16 +81,16 @@ TEST_F(ChatIndexTest, FindsTranscriptsByAgentAndDepth)
         0);
 
     const ChatIndex::Stats stats = index->update();
-    EXPECT_EQ(stats.files, 6);
-    EXPECT_EQ(stats.changedFiles, 6);
-    EXPECT_EQ(stats.messages, 5);
-    EXPECT_EQ(index->sessionCount(), 6);
+    EXPECT_EQ(stats.files, 5);
+    EXPECT_EQ(stats.changedFiles, 5);
+    EXPECT_EQ(stats.messages, 4);
+    EXPECT_EQ(index->sessionCount(), 5);
     QStringList harnesses;
     for (const ChatIndex::Hit& hit : index->search(u"alpha"_s, 10))
         harnesses.append(hit.harness + QLatin1Char(':') + hit.snippet);
     harnesses.sort();
     EXPECT_EQ(harnesses, (QStringList{"Claude Code:alpha linked", "Claude Code:alpha words",
-                                      "Codex:alpha codex", "Pi:alpha pi", "Zenith:alpha zenith"}));
+                                      "Pi:alpha pi", "Zenith:alpha zenith"}));
 }
 
 TEST_F(ChatIndexTest, PassesReadOnlyWhatIsNew)
