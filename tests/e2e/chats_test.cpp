@@ -217,9 +217,7 @@ TEST(ChatsEndToEndTest, IndexThenSearchWithReports)
             progress[i].startsWith(QByteArray::number(i < 2 ? 20 * (i + 1) : 45) + " files, ") &&
             progress[i].endsWith(" MB"))
             << progress[i].constData();
-    QFile file(home.path() + u"/.local/state/peekwell/logs/index.json"_s);
-    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
-    EXPECT_EQ(file.readAll() + '\n', run.out);
+    EXPECT_EQ(logReport(home.path(), u"index.json"_s), report);
 
     run = runPeekwell({u"--search"_s, u"widget"_s}, environmentFor(home.path()));
     EXPECT_EQ(run.exitCode, 0);
