@@ -126,7 +126,7 @@ protected:
     std::vector<std::unique_ptr<QProcess>> m_processes;
 };
 
-TEST_F(AppEndToEndTest, WithoutATrayTheMenuOpensAtStartAndALaterStartReopensIt)
+TEST_F(AppEndToEndTest, WithoutATrayTheMenuOpensAtStartALaterStartReopensItAndALaterTrayGetsTheIcon)
 {
     QProcess& first = launch(kPeekwell);
     ASSERT_TRUE(menuShown()) << first.readAllStandardError().toStdString();
@@ -147,6 +147,12 @@ TEST_F(AppEndToEndTest, WithoutATrayTheMenuOpensAtStartAndALaterStartReopensIt)
     QProcess& third = launch(kPeekwell);
     ASSERT_TRUE(menuShown()) << third.readAllStandardError().toStdString();
     EXPECT_FALSE(third.waitForFinished(1000)) << "it runs as the session's instance";
+
+    // Started at login before the desktop's panel: the icon follows the tray when it comes.
+    xdotool({u"windowactivate"_s, u"--sync"_s, menuWindow(), u"key"_s, u"Escape"_s});
+    ASSERT_TRUE(menuHidden());
+    startTray();
+    EXPECT_TRUE(spinUntil([&] { return !trayIcon().isEmpty(); }));
 }
 
 TEST_F(AppEndToEndTest, TheTrayIconOpensTheMenuUnderIt)
@@ -168,35 +174,10 @@ TEST_F(AppEndToEndTest, TheTrayIconOpensTheMenuUnderIt)
     EXPECT_EQ(menuFrame.width(), 320);
 }
 
-// Started at login before the desktop's panel: the menu opens, and the icon follows the tray.
-TEST_F(AppEndToEndTest, ATrayThatComesLaterGetsTheIcon)
-{
-    launch(kPeekwell);
-    ASSERT_TRUE(menuShown());
-    xdotool({u"windowactivate"_s, u"--sync"_s, menuWindow(), u"key"_s, u"Escape"_s});
-    ASSERT_TRUE(menuHidden());
-    startTray();
-    EXPECT_TRUE(spinUntil([&] { return !trayIcon().isEmpty(); }));
-}
-
-TEST_F(AppEndToEndTest, LosingTheDisplayEndsWithStatusOne)
-{
-    QProcess& app = launch(kPeekwell);
-    ASSERT_TRUE(menuShown());
-    m_session.reset(); // the X server goes away under the running application
-    ASSERT_TRUE(app.waitForFinished(10000)) << "still running without its display";
-    EXPECT_EQ(app.exitStatus(), QProcess::NormalExit);
-    EXPECT_EQ(app.exitCode(), 1);
-    const QString err = QString::fromLocal8Bit(app.readAllStandardError());
-    // Qt's display connection or Peekwell's input stream, whichever notices first, says so.
-    EXPECT_TRUE(
-        err.contains(QRegularExpression(u"X11 connection|X server \\S+ closed the connection"_s)))
-        << err.toStdString();
-}
-
 // The activation observer's own connection: the window openbox activates names its program,
-// and the end of the server is reported rather than waited on.
-TEST_F(AppEndToEndTest, ActiveWindowNamesItsProgramAndReportsTheServersEnd)
+// and the end of the server is reported rather than waited on. The application itself ends
+// with status 1 then.
+TEST_F(AppEndToEndTest, ActiveWindowNamesItsProgramAndLosingTheDisplayEndsTheApplication)
 {
     const QByteArray display = qgetenv("DISPLAY");
     qputenv("DISPLAY", m_session->display().toLocal8Bit());
@@ -218,7 +199,15 @@ TEST_F(AppEndToEndTest, ActiveWindowNamesItsProgramAndReportsTheServersEnd)
     EXPECT_EQ(activated.last().className, u"peekwell"_s);
     EXPECT_EQ(watch.current(), activated.last());
 
-    m_session.reset();
+    m_session.reset(); // the X server goes away under the running application
+    ASSERT_TRUE(app.waitForFinished(10000)) << "still running without its display";
+    EXPECT_EQ(app.exitStatus(), QProcess::NormalExit);
+    EXPECT_EQ(app.exitCode(), 1);
+    const QString err = QString::fromLocal8Bit(app.readAllStandardError());
+    // Qt's display connection or Peekwell's input stream, whichever notices first, says so.
+    EXPECT_TRUE(
+        err.contains(QRegularExpression(u"X11 connection|X server \\S+ closed the connection"_s)))
+        << err.toStdString();
     ASSERT_TRUE(spinUntil([&] { return !lost.isEmpty(); }));
     EXPECT_TRUE(lost.contains(u"closed the connection"_s)) << lost.toStdString();
     EXPECT_FALSE(watch.current());

@@ -70,15 +70,13 @@ public:
                role + "\"," + content + "}}\n";
     }
 
-    // A new Claude Code transcript of about `lines` lines, opened by a user message.
+    // A new Claude Code transcript of `lines` lines, opened by the user.
     QString addClaude(int lines)
     {
         const std::string session = "sess-" + std::to_string(m_next++);
-        std::string text = R"({"type":"user","sessionId":")" + session + R"(","timestamp":")" +
-                           stamp() + R"(","message":{"role":"user","content":"first )" + words(6) +
-                           "\"}}\n";
+        std::string text;
         for (int i = 0; i < lines; ++i)
-            text += claudeLine(i % 2 ? "user" : "assistant", session);
+            text += claudeLine(i % 2 ? "assistant" : "user", session);
         const QString path = u"%1/.claude/projects/-work-project/%2.jsonl"_s.arg(
             m_home, QString::fromStdString(session));
         QDir().mkpath(QFileInfo(path).path());
@@ -132,22 +130,22 @@ private:
     QStringList m_files;
 };
 
-// Every row of both tables, in a fixed order, as text.
-QStringList rows(const QString& db)
-{
-    QStringList result;
-    sqlite3* handle = nullptr;
-    if (sqlite3_open_v2(QFile::encodeName(db).constData(), &handle, SQLITE_OPEN_READWRITE,
-                        nullptr) != SQLITE_OK) {
-        sqlite3_close(handle);
-        return {u"cannot open"_s};
+// A database opened for reading and writing, for the checks below.
+class Database {
+public:
+    explicit Database(const QString& path)
+    {
+        sqlite3_open_v2(QFile::encodeName(path).constData(), &m_handle, SQLITE_OPEN_READWRITE,
+                        nullptr);
     }
-    for (const char* sql :
-         {"SELECT path, harness, offset, session, cwd, title, started, updated FROM files "
-          "ORDER BY path",
-          "SELECT path, ts, role, text FROM msgs ORDER BY path, ts, role, text"}) {
+    ~Database() { sqlite3_close(m_handle); }
+
+    // The rows the statement gives, each as its columns joined by U+001F.
+    QStringList select(const char* sql) const
+    {
+        QStringList rows;
         sqlite3_stmt* statement = nullptr;
-        sqlite3_prepare_v2(handle, sql, -1, &statement, nullptr);
+        sqlite3_prepare_v2(m_handle, sql, -1, &statement, nullptr);
         while (sqlite3_step(statement) == SQLITE_ROW) {
             QStringList columns;
             for (int i = 0; i < sqlite3_column_count(statement); ++i) {
@@ -155,39 +153,36 @@ QStringList rows(const QString& db)
                 columns.append(text ? QString::fromUtf8(reinterpret_cast<const char*>(text))
                                     : u"<null>"_s);
             }
-            result.append(columns.join(QChar(0x1F)));
+            rows.append(columns.join(QChar(0x1F)));
         }
         sqlite3_finalize(statement);
+        return rows;
     }
-    sqlite3_close(handle);
-    return result;
-}
 
-// "ok" when both SQLite's and FTS5's own checks pass.
-QString integrity(const QString& db)
-{
-    sqlite3* handle = nullptr;
-    sqlite3_open_v2(QFile::encodeName(db).constData(), &handle, SQLITE_OPEN_READWRITE, nullptr);
-    QString verdict;
-    sqlite3_stmt* statement = nullptr;
-    sqlite3_prepare_v2(handle, "PRAGMA integrity_check", -1, &statement, nullptr);
-    while (sqlite3_step(statement) == SQLITE_ROW)
-        verdict +=
-            QString::fromUtf8(reinterpret_cast<const char*>(sqlite3_column_text(statement, 0)));
-    sqlite3_finalize(statement);
-    // A process killed before its schema script ran leaves a database without the table;
-    // the next run makes it.
-    sqlite3_prepare_v2(handle, "SELECT count(*) FROM sqlite_master WHERE name = 'msgs'", -1,
-                       &statement, nullptr);
-    const bool hasMessages =
-        sqlite3_step(statement) == SQLITE_ROW && sqlite3_column_int(statement, 0) == 1;
-    sqlite3_finalize(statement);
-    if (hasMessages && sqlite3_exec(handle, "INSERT INTO msgs(msgs) VALUES('integrity-check')",
-                                    nullptr, nullptr, nullptr) != SQLITE_OK)
-        verdict += u" fts5: "_s + QString::fromUtf8(sqlite3_errmsg(handle));
-    sqlite3_close(handle);
-    return verdict;
-}
+    // Every row of both tables, in a fixed order.
+    QStringList rows() const
+    {
+        return select("SELECT path, harness, offset, session, cwd, title, started, updated "
+                      "FROM files ORDER BY path") +
+               select("SELECT path, ts, role, text FROM msgs ORDER BY path, ts, role, text");
+    }
+
+    // "ok" when both SQLite's and FTS5's own checks pass.
+    QString integrity() const
+    {
+        QString verdict = select("PRAGMA integrity_check").join(u' ');
+        // A process killed before its schema script ran leaves a database without the table;
+        // the next run makes it.
+        if (!select("SELECT 1 FROM sqlite_master WHERE name = 'msgs'").isEmpty() &&
+            sqlite3_exec(m_handle, "INSERT INTO msgs(msgs) VALUES('integrity-check')", nullptr,
+                         nullptr, nullptr) != SQLITE_OK)
+            verdict += u" fts5: "_s + QString::fromUtf8(sqlite3_errmsg(m_handle));
+        return verdict;
+    }
+
+private:
+    sqlite3* m_handle = nullptr;
+};
 
 TEST(ChatsEndToEndTest, IndexThenSearchWithReports)
 {
@@ -222,9 +217,7 @@ TEST(ChatsEndToEndTest, IndexThenSearchWithReports)
             progress[i].startsWith(QByteArray::number(i < 2 ? 20 * (i + 1) : 45) + " files, ") &&
             progress[i].endsWith(" MB"))
             << progress[i].constData();
-    QFile file(home.path() + u"/.local/state/peekwell/logs/index.json"_s);
-    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
-    EXPECT_EQ(file.readAll() + '\n', run.out);
+    EXPECT_EQ(logReport(home.path(), u"index.json"_s), report);
 
     run = runPeekwell({u"--search"_s, u"widget"_s}, environmentFor(home.path()));
     EXPECT_EQ(run.exitCode, 0);
@@ -311,7 +304,7 @@ TEST(ChatsEndToEndTest, KilledPassesNeverCorruptTheIndex)
             process.waitForFinished();
         }
         if (QFile::exists(crashDb)) {
-            EXPECT_EQ(integrity(crashDb), u"ok"_s) << "after round " << round;
+            EXPECT_EQ(Database(crashDb).integrity(), u"ok"_s) << "after round " << round;
         }
     }
     EXPECT_GE(kills, 20);
@@ -321,8 +314,8 @@ TEST(ChatsEndToEndTest, KilledPassesNeverCorruptTheIndex)
     ASSERT_EQ(runPeekwell({u"--index"_s}, environmentFor(home.path(), crashData)).exitCode, 0);
     const QString freshData = home.path() + u"/fresh-data"_s;
     ASSERT_EQ(runPeekwell({u"--index"_s}, environmentFor(home.path(), freshData)).exitCode, 0);
-    const QStringList fresh = rows(freshData + u"/peekwell/chats.sqlite"_s);
-    const QStringList recovered = rows(crashDb);
+    const QStringList fresh = Database(freshData + u"/peekwell/chats.sqlite"_s).rows();
+    const QStringList recovered = Database(crashDb).rows();
     EXPECT_GT(fresh.size(), 1000);
     EXPECT_EQ(recovered.size(), fresh.size());
     EXPECT_TRUE(recovered == fresh) << "rows differ after the kills";

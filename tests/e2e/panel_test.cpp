@@ -121,28 +121,6 @@ TEST_F(PanelEndToEndTest, LookupMapsThePanelWhereItsReportSaysAndExitsAfterTheHo
     EXPECT_EQ(printed.value(u"term"_s).toString(), u"word"_s);
 }
 
-TEST_F(PanelEndToEndTest, PanelLeavesTheFocusWithTheApplicationUnderIt)
-{
-    // Another application's window, focused, as when the user force-clicks in it.
-    QProcess other;
-    other.setProcessEnvironment(m_session.environment(m_home.path()));
-    other.start(u"xmessage"_s, {u"-name"_s, u"otherapp"_s, u"-geometry"_s, u"300x100+700+500"_s,
-                                u"some text to look up"_s});
-    ASSERT_TRUE(other.waitForStarted(5000)) << "xmessage (Debian package x11-utils) is missing";
-    QString otherWindow;
-    ASSERT_TRUE(spinUntil([&] {
-        return !(otherWindow = m_session.window({u"--classname"_s, u"otherapp"_s})).isEmpty();
-    }));
-    xdotool({u"windowfocus"_s, u"--sync"_s, otherWindow});
-    auto focused = [&] { return xdotool({u"getwindowfocus"_s}).trimmed(); };
-    ASSERT_EQ(focused(), otherWindow);
-
-    ASSERT_FALSE(scriptedPanel().isEmpty());
-    EXPECT_EQ(focused(), otherWindow) << "the panel took the keyboard focus";
-    other.kill();
-    other.waitForFinished(5000);
-}
-
 TEST_F(PanelEndToEndTest, ClosingThePanelEndsItsLookupAndTheReportAtOnce)
 {
     // The source would keep the lookup waiting for its 30 s time-out.
@@ -157,10 +135,26 @@ TEST_F(PanelEndToEndTest, ClosingThePanelEndsItsLookupAndTheReportAtOnce)
     EXPECT_EQ(tab.value(u"phase"_s).toString(), u"empty"_s);
 }
 
-TEST_F(PanelEndToEndTest, ClicksAndTheBodysMenuInsideKeepThePanelAClickOutsideClosesIt)
+TEST_F(PanelEndToEndTest, ThePanelLeavesTheFocusClicksInsideKeepItAClickOutsideClosesIt)
 {
+    // Another application's window, focused, as when the user force-clicks in it; it sits
+    // below and right of where the panel opens.
+    QProcess other;
+    other.setProcessEnvironment(m_session.environment(m_home.path()));
+    other.start(u"xmessage"_s, {u"-name"_s, u"otherapp"_s, u"-geometry"_s, u"300x100+700+500"_s,
+                                u"some text to look up"_s});
+    ASSERT_TRUE(other.waitForStarted(5000)) << "xmessage (Debian package x11-utils) is missing";
+    QString otherWindow;
+    ASSERT_TRUE(spinUntil([&] {
+        return !(otherWindow = m_session.window({u"--classname"_s, u"otherapp"_s})).isEmpty();
+    }));
+    xdotool({u"windowfocus"_s, u"--sync"_s, otherWindow});
+    auto focused = [&] { return xdotool({u"getwindowfocus"_s}).trimmed(); };
+    ASSERT_EQ(focused(), otherWindow);
+
     const QString window = scriptedPanel();
     ASSERT_FALSE(window.isEmpty());
+    EXPECT_EQ(focused(), otherWindow) << "the panel took the keyboard focus";
     const QRect frame = m_session.geometry(window);
     // In the header, away from rows and tabs.
     click(frame.x() + 300, frame.y() + 20);
@@ -181,6 +175,8 @@ TEST_F(PanelEndToEndTest, ClicksAndTheBodysMenuInsideKeepThePanelAClickOutsideCl
     // The back button counts as much as the left one.
     click(frame.right() + 200, frame.bottom() + 100, 8);
     EXPECT_TRUE(panelGone()) << "a click outside did not close the panel";
+    other.kill();
+    other.waitForFinished(5000);
 }
 
 TEST_F(PanelEndToEndTest, ClickingARowWithACopyLinkCopiesTheCommandAndCloses)
