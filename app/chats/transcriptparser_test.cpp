@@ -135,9 +135,12 @@ TEST(TranscriptParserTest, CodexRecords)
     parse(R"({"timestamp":"t1","type":"session_meta","payload":{"id":"c-1","cwd":"/a"}})", kCodex,
           meta);
     parse(R"({"type":"session_meta","payload":{"id":"c-2","cwd":"/b"}})", kCodex, meta);
-    EXPECT_EQ(
-        meta,
-        (FileMeta{.session = u"c-2"_s, .cwd = u"/b"_s, .started = u"t1"_s, .updated = u"t1"_s}))
+    EXPECT_EQ(meta, (FileMeta{.session = u"c-2"_s,
+                              .cwd = u"/b"_s,
+                              .title = {},
+                              .titleLocked = false,
+                              .started = u"t1"_s,
+                              .updated = u"t1"_s}))
         << "a later session_meta overwrites";
 
     QList<Message> got = parse(
