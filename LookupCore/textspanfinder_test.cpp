@@ -20,19 +20,6 @@ namespace {
 
 const QString ellipsis = u"…"_s;
 
-std::optional<TextSpan> at(const QString& text, qsizetype index)
-{
-    return TextSpanFinder::span(text, index);
-}
-
-QString repeated(const QString& piece, int count)
-{
-    QString text;
-    for (int k = 0; k < count; ++k)
-        text += piece;
-    return text;
-}
-
 // An empty word in a row means no span at all.
 struct SpanRow {
     QString text;
@@ -45,7 +32,7 @@ void expectSpans(const std::vector<SpanRow>& rows)
 {
     for (const SpanRow& row : rows) {
         SCOPED_TRACE(row.text.left(40).toStdString() + " @ " + std::to_string(row.index));
-        const std::optional<TextSpan> got = at(row.text, row.index);
+        const std::optional<TextSpan> got = TextSpanFinder::span(row.text, row.index);
         if (row.word.isEmpty())
             EXPECT_FALSE(got);
         else if (row.sentence.isNull())
@@ -72,12 +59,9 @@ TEST(SpanInTextTest, WordUnderOrNearestTheIndexAndItsSentence)
         // Between words the nearer wins, ties go to the earlier.
         {u"ab   cd"_s, 3, u"ab"_s, {}},
         {u"ab   cd"_s, 4, u"cd"_s, {}},
-        {u"Hi, there"_s, 2, u"Hi"_s, {}},
-        {u"Hi, there"_s, 3, u"there"_s, {}},
         {u"(word)"_s, 5, u"word"_s, {}},
-        // Blanks or a symbol alone give nothing.
+        // Blanks alone give nothing.
         {u"   "_s, 1, {}, {}},
-        {u"😀"_s, 1, {}, {}},
         // CR LF counts once: an index on its LF belongs to the line the pair ends.
         {u"one two\r\n\r\nthree"_s, 8, u"two"_s, u"one two"_s},
         {u"one two\r\n\r\nthree"_s, 10, {}, {}},
@@ -89,7 +73,6 @@ TEST(SpanInTextTest, WordUnderOrNearestTheIndexAndItsSentence)
         // Right to left: offsets are logical. Japanese: ICU's dictionary finds the words.
         {u"שלום עולם"_s, 6, u"עולם"_s, u"שלום עולם"_s},
         {u"東京に行きます。大阪も好き。"_s, 3, u"行き"_s, u"東京に行きます。"_s},
-        {u"東京に行きます。大阪も好き。"_s, 9, u"大阪"_s, u"大阪も好き。"_s},
         {u"cafe\u0301 au lait"_s, 4, u"cafe\u0301"_s, u"cafe\u0301 au lait"_s},
         // Surrogates: 𝐀𝐁 (units 4-7) from its last half; an emoji is no word, each half goes
         // to the nearer word; lone surrogates are characters of their own.
@@ -142,7 +125,6 @@ TEST(NormalizeWordTest, StripsBlanksPunctuationAndSymbolsFromBothEndsOnly)
     const QString lone = QString(QChar(0xD800)) + u"x!"_s;
     const std::pair<QString, QString> rows[] = {
         {u"«state-of-the-art»,"_s, u"state-of-the-art"_s},
-        {u"“Hello,”"_s, u"Hello"_s},
         {u" \u00A0\u2028$100%\n"_s, u"100"_s},
         {u"😀word👍"_s, u"word"_s},
         {u"cafe\u0301."_s, u"cafe\u0301"_s},
@@ -159,7 +141,6 @@ TEST(SpanOfWordTest, CleansTheWordAndTrimsTheSentenceAroundIt)
 {
     EXPECT_EQ(TextSpanFinder::span(u"“Hello,”"_s, std::nullopt),
               (TextSpan{u"Hello"_s, u"Hello"_s}));
-    EXPECT_FALSE(TextSpanFinder::span(u"..."_s, std::nullopt));
     EXPECT_FALSE(TextSpanFinder::span(u" \n"_s, u"a sentence"_s));
     EXPECT_EQ(TextSpanFinder::span(u"hi!"_s, u"  Say   hi \n now "_s),
               (TextSpan{u"hi"_s, u"Say hi now"_s}));
@@ -172,7 +153,7 @@ TEST(SpanOfWordTest, CleansTheWordAndTrimsTheSentenceAroundIt)
 
 TEST(TrimTest, CollapsesWhiteSpaceAndCutsFourHundredCharactersAroundTheWord)
 {
-    const QString accented = repeated(u"e\u0301"_s, 400);
+    const QString accented = u"e\u0301"_s.repeated(400);
     auto withWordAt = [](int position) {
         return QString(position, u'a') + u"word"_s + QString(996 - position, u'b');
     };
@@ -193,8 +174,7 @@ TEST(TrimTest, CollapsesWhiteSpaceAndCutsFourHundredCharactersAroundTheWord)
     const struct {
         QString sentence, word, expected;
     } rows[] = {
-        {u"  a\n\tb  "_s, u"a"_s, u"a b"_s},
-        {u"a\u00A0\u3000b\u2028\r\nc\u2029"_s, u"b"_s, u"a b c"_s},
+        {u" \ta\u00A0\u3000b\u2028\r\nc\u2029"_s, u"b"_s, u"a b c"_s},
         {u"\n \n"_s, u"x"_s, QString()},
         {u"a \u0301b"_s, u"a"_s, u"a b"_s},         // a blank with a combining mark is one blank
         {u"a\u200Bb c"_s, u"a"_s, u"a\u200Bb c"_s}, // no White_Space
@@ -216,7 +196,6 @@ TEST(TrimTest, CollapsesWhiteSpaceAndCutsFourHundredCharactersAroundTheWord)
         {decomposed, u"café"_s, ellipsis + decomposed.mid(300, 401) + ellipsis},
         {marked, u"x"_s, ellipsis + marked.mid(plainX - 200, 400) + ellipsis},
         {marked, u"cafe"_s, ellipsis + marked.mid(plainX + 2 - 200, 400) + ellipsis},
-        {precomposed, u"CAFÉ"_s, precomposed.left(400) + ellipsis},
         // Lone surrogates pass through.
         {loneSentence, u"word"_s, ellipsis + loneSentence.mid(102, 400) + ellipsis},
         {lone + u"  x"_s, lone, lone + u" x"_s},

@@ -16,8 +16,8 @@ static void PrintTo(const TextSpan& span, std::ostream* out)
 
 namespace {
 
-// The same algorithm as TextSpanFinder::span, run plainly over the whole text (segmented once
-// up front), to check the windows that keep the real one local.
+// The same rules as TextSpanFinder::span, applied plainly to the whole text (segmented once up
+// front), to check the windows that keep the real one local.
 class WholeText {
 public:
     explicit WholeText(const QString& text) : m_text(text)
@@ -35,82 +35,52 @@ public:
         std::unique_ptr<icu::BreakIterator> sentences(
             icu::BreakIterator::createSentenceInstance(icu::Locale::getRoot(), status));
         sentences->setText(whole);
-        for (int32_t start = sentences->first(), end = sentences->next();
-             end != icu::BreakIterator::DONE; start = end, end = sentences->next())
-            m_sentences.emplace_back(start, end);
+        for (int32_t end = sentences->next(); end != icu::BreakIterator::DONE;
+             end = sentences->next())
+            m_sentenceEnds.push_back(end);
     }
 
+    // The word that holds the index, else the nearer of the words on either side that lie on
+    // its line (the earlier on a tie), with the sentence that holds the word's start.
     std::optional<TextSpan> span(qsizetype index) const
     {
-        const qsizetype n = m_text.size();
-        const qsizetype i = std::clamp<qsizetype>(index, 0, n - 1);
-        std::vector<Range> ranges;
-        for (const Range& range : m_words) {
-            ranges.push_back(range);
-            if (i + 64 < range.first)
-                break;
-        }
+        const qsizetype i = std::clamp<qsizetype>(index, 0, m_text.size() - 1);
+        const auto next = std::upper_bound(m_words.begin(), m_words.end(), i,
+                                           [](qsizetype i, const Range& w) { return i < w.first; });
         std::optional<Range> word;
-        for (const Range& range : ranges) {
-            if (range.first <= i && i < range.second) {
-                word = range;
-                break;
-            }
-        }
-        if (!word) {
-            const auto [lineStart, lineEnd] = lineRange(i);
-            qsizetype best = -1;
-            for (const Range& range : ranges) {
-                if (std::min(range.second, lineEnd) - std::max(range.first, lineStart) < 1)
-                    continue;
-                const qsizetype distance =
-                    i < range.first ? range.first - i : i - (range.second - 1);
-                if (best < 0 || distance < best) {
-                    best = distance;
-                    word = range;
-                }
-            }
-            if (!word)
-                return std::nullopt;
-        }
-        Range sentence = *word;
-        for (const Range& range : m_sentences) {
-            if (range.first <= word->first && word->first < range.second) {
-                sentence = range;
-                break;
-            }
-            if (word->first < range.first)
-                break;
-        }
+        if (next != m_words.begin() && !lineEndsIn(std::prev(next)->second, i))
+            word = *std::prev(next);
+        if (next != m_words.end() && !lineEndsIn(i, next->first) &&
+            (!word || next->first - i < i - (word->second - 1)))
+            word = *next;
+        if (!word)
+            return std::nullopt;
+        const auto end =
+            std::upper_bound(m_sentenceEnds.begin(), m_sentenceEnds.end(), word->first);
+        const qsizetype start = end == m_sentenceEnds.begin() ? 0 : *std::prev(end);
         const QString wordText = m_text.mid(word->first, word->second - word->first);
-        return TextSpan{
-            wordText, TextSpanFinder::trim(
-                          m_text.mid(sentence.first, sentence.second - sentence.first), wordText)};
+        return TextSpan{wordText, TextSpanFinder::trim(m_text.mid(start, *end - start), wordText)};
     }
 
 private:
     using Range = std::pair<qsizetype, qsizetype>;
 
-    Range lineRange(qsizetype i) const
+    // Whether a line ends in [from, to): a CR LF pair ends its line at the LF.
+    bool lineEndsIn(qsizetype from, qsizetype to) const
     {
-        const auto isTerminator = [](QChar c) {
-            return c == u'\n' || c == u'\r' || c == u'\u0085' || c == u'\u2028' || c == u'\u2029';
-        };
-        const qsizetype n = m_text.size();
-        qsizetype start = (m_text[i] == u'\n' && i > 0 && m_text[i - 1] == u'\r') ? i - 1 : i;
-        while (start > 0 && !isTerminator(m_text[start - 1]))
-            --start;
-        qsizetype end = i;
-        while (end < n && !isTerminator(m_text[end]))
-            ++end;
-        if (end < n)
-            end += (m_text[end] == u'\r' && end + 1 < n && m_text[end + 1] == u'\n') ? 2 : 1;
-        return {start, end};
+        for (qsizetype p = from; p < to; ++p) {
+            const char16_t c = m_text[p].unicode();
+            const bool crBeforeLf = c == u'\r' && p + 1 < m_text.size() && m_text[p + 1] == u'\n';
+            if ((c == u'\n' || c == u'\r' || c == u'\u0085' || c == u'\u2028' || c == u'\u2029') &&
+                !crBeforeLf)
+                return true;
+        }
+        return false;
     }
 
     QString m_text;
     std::vector<Range> m_words;
-    std::vector<Range> m_sentences;
+    std::vector<qsizetype> m_sentenceEnds;
 };
 
 TEST(SpanInTextTest, LongTextsGiveWhatTheWholeTextGives)

@@ -93,12 +93,6 @@ protected:
                              model, std::move(library), prefs, index);
     }
 
-    static LookupQuery query(const QString& term, std::optional<QString> context = std::nullopt,
-                             std::optional<QString> appName = std::nullopt)
-    {
-        return LookupQuery{term, std::move(context), std::move(appName)};
-    }
-
     static LookupItem answer(const QString& body,
                              const QString& label = u"Custom (OpenAI-compatible)"_s)
     {
@@ -128,12 +122,12 @@ TEST_F(RecallBackendTest, PromptNamesContextApplicationAndLibraryOnlyWhenPresent
                                         "conversations it came up in.");
 
     // A model that calls no tool shows its answer alone.
-    EXPECT_EQ(backend().lookup(query(u"tensor"_s)).waitForAll().value(0),
+    EXPECT_EQ(backend().lookup(LookupQuery{u"tensor"_s, {}, {}}).waitForAll().value(0),
               LookupItems{answer(u"Nothing."_s)});
-    backend().lookup(query(u"tensor"_s, u"A tensor of rank two."_s)).waitForAll();
-    backend().lookup(query(u"tensor"_s, u"A tensor of rank two."_s, QString())).waitForAll();
+    backend().lookup(LookupQuery{u"tensor"_s, u"A tensor of rank two."_s, {}}).waitForAll();
+    backend().lookup(LookupQuery{u"tensor"_s, u"A tensor of rank two."_s, QString()}).waitForAll();
     backend(QUrl(library.base()))
-        .lookup(query(u"tensor"_s, u"Tensors."_s, u"Okular"_s))
+        .lookup(LookupQuery{u"tensor"_s, u"Tensors."_s, u"Okular"_s})
         .waitForAll();
 
     QList<QJsonObject> requests = server.chatRequests();
@@ -179,7 +173,7 @@ TEST_F(RecallBackendTest, AnswerStreamsAheadOfTheSourcesFoundListedOnceAndOnlySi
         Server::toolCall("c3", "searchChats", arguments(u"beta"_s)),
         Server::answer({u"It came up "_s, u"in builds."_s}),
     });
-    const QList<LookupItems> lists = backend().lookup(query(u"build"_s)).waitForAll();
+    const QList<LookupItems> lists = backend().lookup(LookupQuery{u"build"_s, {}, {}}).waitForAll();
 
     const LookupItems six = chatItems(u"alpha"_s) + chatItems("beta").mid(0, 2);
     ASSERT_EQ(six.size(), 6);
@@ -204,7 +198,8 @@ TEST_F(RecallBackendTest, WithoutSnapshotsTheFinalListIsTheOnlyOne)
     server.script({Server::toolCall(u"c1"_s, u"searchChats"_s, arguments(u"widget"_s)),
                    Server::toolCall(u"c2"_s, u"searchChats"_s, arguments(u"sprocket"_s)),
                    Server::stream({Server::chunk(QJsonObject{}, u"stop"_s)})});
-    const QList<LookupItems> lists = backend().lookup(query(u"widget"_s)).waitForAll();
+    const QList<LookupItems> lists =
+        backend().lookup(LookupQuery{u"widget"_s, {}, {}}).waitForAll();
     EXPECT_EQ(lists, QList<LookupItems>{LookupItems{answer(QString())} + chatItems(u"widget"_s)});
     EXPECT_EQ(roleContent(server.chatRequests().last(), u"tool"_s),
               u"No conversations mention “sprocket”."_s);
@@ -213,7 +208,7 @@ TEST_F(RecallBackendTest, WithoutSnapshotsTheFinalListIsTheOnlyOne)
 TEST_F(RecallBackendTest, AModelThatCannotBeUsedFailsTheTabBeforeAnyListAndOnDeviceIsLabelled)
 {
     prefs.remove(u"recall.custom.baseURL"_s);
-    const LookupStream stream = backend().lookup(query(u"x"_s));
+    const LookupStream stream = backend().lookup(LookupQuery{u"x"_s, {}, {}});
     EXPECT_EQ(failureOf(stream), u"Set a base URL for Custom (OpenAI-compatible) in the menu"_s);
     EXPECT_EQ(stream.future().resultCount(), 0);
     EXPECT_TRUE(server.chatRequests().isEmpty());
@@ -221,9 +216,11 @@ TEST_F(RecallBackendTest, AModelThatCannotBeUsedFailsTheTabBeforeAnyListAndOnDev
     prefs.setValue(u"localModel.baseURL"_s, server.base());
     server.listModels({u"llama3.2:latest"_s});
     server.script({Server::answer({u"Seen once."_s})});
-    EXPECT_EQ(
-        backend(std::nullopt, RecallModel::onDevice).lookup(query(u"x"_s)).waitForAll().value(0),
-        LookupItems{answer(u"Seen once."_s, u"Local model"_s)});
+    EXPECT_EQ(backend(std::nullopt, RecallModel::onDevice)
+                  .lookup(LookupQuery{u"x"_s, {}, {}})
+                  .waitForAll()
+                  .value(0),
+              LookupItems{answer(u"Seen once."_s, u"Local model"_s)});
 }
 
 TEST_F(RecallBackendTest, LibraryDocumentsJoinTheSourcesAndALibraryThatIsDownFindsNothing)
@@ -233,7 +230,7 @@ TEST_F(RecallBackendTest, LibraryDocumentsJoinTheSourcesAndALibraryThatIsDownFin
     server.script({Server::toolCall(u"c1"_s, u"searchLibrary"_s, arguments(u"entropy"_s)),
                    Server::answer({u"You read about it."_s})});
     QList<LookupItems> lists =
-        backend(QUrl(library.base())).lookup(query(u"entropy"_s)).waitForAll();
+        backend(QUrl(library.base())).lookup(LookupQuery{u"entropy"_s, {}, {}}).waitForAll();
     ASSERT_FALSE(lists.isEmpty());
     const LookupItems final = lists.last();
     ASSERT_EQ(idsOf(final), (QStringList{u"recall"_s, u"d1"_s, u"d2"_s}));
@@ -247,7 +244,7 @@ TEST_F(RecallBackendTest, LibraryDocumentsJoinTheSourcesAndALibraryThatIsDownFin
     const QUrl down(u"http://127.0.0.1:%1"_s.arg(HttpTestServer::closedPort()));
     server.script({Server::toolCall(u"c1"_s, u"searchLibrary"_s, arguments(u"entropy"_s)),
                    Server::answer({u"You read about it."_s})});
-    lists = backend(down).lookup(query(u"entropy"_s)).waitForAll();
+    lists = backend(down).lookup(LookupQuery{u"entropy"_s, {}, {}}).waitForAll();
     ASSERT_FALSE(lists.isEmpty());
     EXPECT_EQ(lists.last(), LookupItems{answer(u"You read about it."_s)});
     EXPECT_EQ(roleContent(server.chatRequests().last(), u"tool"_s),
@@ -260,7 +257,7 @@ TEST_F(RecallBackendTest, CancellingTheLookupStopsARunningToolAndTheResponse)
     library.on("/api/tools/sw_search", Reply::silence());
     server.script({Server::toolCall(u"c1"_s, u"searchLibrary"_s, arguments(u"entropy"_s)),
                    Server::answer({u"Never asked for."_s})});
-    LookupStream stream = backend(QUrl(library.base())).lookup(query(u"entropy"_s));
+    LookupStream stream = backend(QUrl(library.base())).lookup(LookupQuery{u"entropy"_s, {}, {}});
     ASSERT_TRUE(library.waitForRequests(1));
     stream.cancel();
     EXPECT_TRUE(library.waitForClientClose(1)) << "before the search's own time-out";

@@ -23,7 +23,6 @@ TEST(DictionaryTest, BaseFormsComeFromTheExceptionListsThenTheDetachmentRules)
     const Case cases[] = {
         // Exception lists, one per part of speech.
         {"geese", P::Noun, {"goose"}},
-        {"ran", P::Verb, {"run"}},
         {"running", P::Verb, {"run"}},
         {"happier", P::Adjective, {"happy"}},
         {"better", P::Adjective, {"good", "well", "better"}},
@@ -32,14 +31,10 @@ TEST(DictionaryTest, BaseFormsComeFromTheExceptionListsThenTheDetachmentRules)
         {"studies", P::Noun, {"study"}},
         {"boxes", P::Noun, {"box"}},
         {"churches", P::Noun, {"church"}},
-        {"dishes", P::Noun, {"dish"}},
         {"firemen", P::Noun, {"fireman"}},
         {"glass", P::Noun, {"glass"}},
-        {"studies", P::Verb, {"study"}},
         {"hoped", P::Verb, {"hope", "hop"}},
         {"making", P::Verb, {"make"}},
-        {"boxes", P::Verb, {"box"}},
-        {"taller", P::Adjective, {"tall"}},
         {"largest", P::Adjective, {"large"}},
         // Phrases, whole or with the last word reduced.
         {"ice_cream", P::Noun, {"ice_cream"}},

@@ -80,12 +80,9 @@ QJsonObject ChatCompletionsServer::call(std::optional<int> index, std::optional<
     return call;
 }
 
-QByteArray ChatCompletionsServer::calls(const QList<QJsonObject>& calls)
+QByteArray ChatCompletionsServer::calls(const QJsonArray& calls)
 {
-    QJsonArray array;
-    for (const QJsonObject& call : calls)
-        array.append(call);
-    return chunk(QJsonObject{{"tool_calls", array}});
+    return chunk(QJsonObject{{"tool_calls", calls}});
 }
 
 ChatCompletionsServer::Reply ChatCompletionsServer::stream(const QList<QByteArray>& lines)

@@ -41,7 +41,7 @@ public:
     // A tool-call delta; absent parts are left out of the JSON.
     static QJsonObject call(std::optional<int> index, std::optional<QString> id,
                             std::optional<QString> name, std::optional<QString> arguments);
-    static QByteArray calls(const QList<QJsonObject>& calls);
+    static QByteArray calls(const QJsonArray& calls);
 
     // A whole streamed turn: the lines, then "[DONE]".
     static Reply stream(const QList<QByteArray>& lines);

@@ -53,13 +53,6 @@ std::shared_ptr<ProbeTool> echoTool(const char* name = "searchChats")
         });
 }
 
-// A model on the same server that cannot call tools.
-class PlainModel : public OpenAICompatibleModel {
-public:
-    using OpenAICompatibleModel::OpenAICompatibleModel;
-    QList<Capability> capabilities() const override { return {Capability::GuidedGeneration}; }
-};
-
 class SessionTest : public ::testing::Test {
 protected:
     Session session(QList<std::shared_ptr<const Tool>> tools = {})
@@ -75,17 +68,6 @@ protected:
 
     Server server;
 };
-
-TEST_F(SessionTest, AModelThatCannotCallToolsIsOfferedNone)
-{
-    Session plain(std::make_shared<PlainModel>(server.baseURL(), u"m"_s, std::nullopt),
-                  {echoTool()}, u"Be brief."_s);
-    server.script({Server::answer({u"plain"_s})});
-    EXPECT_EQ(plain.streamResponse(u"q"_s, {}, {}), u"plain"_s);
-    EXPECT_FALSE(server.chatRequests().value(0).contains(u"tools"_s));
-    EXPECT_EQ(plain.transcript()[0].toolDefinitions.size(), 1)
-        << "still listed with the instructions";
-}
 
 // A call of a tool the session lacks gets an error text as its output, and the loop goes on.
 TEST_F(SessionTest, ToolCallsAreRunAndTheirOutputsSentBackUnderTheCallsIds)
