@@ -6,6 +6,7 @@
 #include "settings/pref.h"
 #include "tests/support/httptestserver.h"
 #include "tests/support/temphome.h"
+#include "tests/support/transcriptlines.h"
 
 #include <QJsonArray>
 #include <gtest/gtest.h>
@@ -31,10 +32,8 @@ TEST(BackendsFreshMachineTest, LookupOverTheStandardPreferences)
     preferences.setValue("localModel.baseURL", closed + QStringLiteral("/v1"));
     preferences.setValue("backend.wikipedia.url", closed);
 
-    home.write(
-        ".claude/projects/-work-app/s1.jsonl",
-        R"({"type":"user","sessionId":"s1","cwd":"/work/app","timestamp":"2026-03-01T12:00:00Z","message":{"role":"user","content":"why does the tokenizer drop accents"}})"
-        "\n");
+    home.write(".claude/projects/-work-app/s1.jsonl",
+               claudeLine("user", "why does the tokenizer drop accents"));
     ChatIndex::shared().update();
 
     LookupModel model(LookupQuery{"accents", "The tokenizer drops accents.", "Kate"},

@@ -36,16 +36,13 @@ QJsonObject toolAnswer(const QJsonObject& content)
     return QJsonObject{{u"isError"_s, false}, {u"structuredContent"_s, content}};
 }
 
-// A Shelfwise server on the test server: sw_search answers the results; sw_read answers each
-// document's text, or the reply scripted for that id. Every change installs fresh handlers
-// holding copies, so the server's thread shares nothing with the test.
+// A Shelfwise server under /shelf on the test server (a base address with a path of its own):
+// sw_search answers the results; sw_read answers each document's text, or the reply scripted
+// for that id. Every change installs fresh handlers holding copies, so the server's thread
+// shares nothing with the test.
 class FakeLibrary {
 public:
-    explicit FakeLibrary(HttpTestServer& server, const QString& prefix = {})
-        : m_server(server), m_prefix(prefix)
-    {
-        serve();
-    }
+    explicit FakeLibrary(HttpTestServer& server) : m_server(server) { serve(); }
 
     // A search result with this id, title and tags, and the document's text.
     void add(const QString& id, const QString& title, const QString& text = {},
@@ -86,20 +83,18 @@ private:
     void serve()
     {
         m_server.on(
-            (m_prefix + u"/api/tools/sw_search"_s).toUtf8(),
+            "/shelf/api/tools/sw_search",
             m_search.value_or(Reply::json(toolAnswer(QJsonObject{{u"items"_s, m_results}}))));
-        m_server.on((m_prefix + u"/api/tools/sw_read"_s).toUtf8(),
-                    [texts = m_texts, reads = m_reads](const HttpTestServer::Request& request) {
-                        const QString id = request.json().value(u"id"_s).toString();
-                        return reads.value(
-                            id,
-                            Reply::json(toolAnswer(QJsonObject{
-                                {u"artifact"_s, QJsonObject{{u"content"_s, texts.value(id)}}}})));
-                    });
+        m_server.on("/shelf/api/tools/sw_read", [texts = m_texts, reads = m_reads](
+                                                    const HttpTestServer::Request& request) {
+            const QString id = request.json().value(u"id"_s).toString();
+            return reads.value(
+                id, Reply::json(toolAnswer(QJsonObject{
+                        {u"artifact"_s, QJsonObject{{u"content"_s, texts.value(id)}}}})));
+        });
     }
 
     HttpTestServer& m_server;
-    QString m_prefix;
     QJsonArray m_results;
     QMap<QString, QString> m_texts;
     QMap<QString, Reply> m_reads;
@@ -113,7 +108,7 @@ protected:
         return ShelfwiseBackend(BackendInfo{u"shelfwise"_s, u"Library"_s, u"books.vertical"_s, 60},
                                 base);
     }
-    ShelfwiseBackend backend() const { return backend(server.base()); }
+    ShelfwiseBackend backend() const { return backend(server.base() + u"/shelf"_s); }
 
     LookupStream look(const ShelfwiseBackend& source, const QString& term = kTerm) const
     {
@@ -149,13 +144,13 @@ TEST_F(ShelfwiseBackendTest, TitlesComeFirstThenExcerptsOfTheFirstThree)
     EXPECT_EQ(first.id, u"d1"_s);
     EXPECT_EQ(first.title, u"Heat"_s);
     EXPECT_EQ(first.detail, u"physics · thermo · notes · 2024"_s);
-    EXPECT_EQ(first.url, server.url(u"/a/d1"_s));
+    EXPECT_EQ(first.url, server.url(u"/shelf/a/d1"_s));
     EXPECT_EQ(lists[0][1].detail, QString());
     EXPECT_TRUE(lists[1][0].body->contains(u"Entropy measures"_s));
 
     const HttpTestServer::Request search = server.requests().first();
     EXPECT_EQ(search.method, QByteArray("POST"));
-    EXPECT_EQ(search.target, QByteArray("/api/tools/sw_search"));
+    EXPECT_EQ(search.target, QByteArray("/shelf/api/tools/sw_search"));
     EXPECT_EQ(search.header("Content-Type"), QByteArray("application/json"));
     EXPECT_EQ(search.json(), (QJsonObject{{u"text"_s, kTerm}, {u"limit"_s, 8}}));
     EXPECT_EQ(library.reads(), (QStringList{u"d1"_s, u"d2"_s, u"d3"_s}));
@@ -178,7 +173,7 @@ TEST_F(ShelfwiseBackendTest, OddResultsAreDroppedOrFallBack)
     EXPECT_EQ(items[0].detail, QString()); // one tag is not a string: no tags at all
     EXPECT_EQ(items[1].title, u"odd id?#"_s);
     EXPECT_EQ(items[1].detail, QString());
-    EXPECT_EQ(items[1].url->toEncoded(), server.base().toUtf8() + "/a/odd%20id%3F%23");
+    EXPECT_EQ(items[1].url->toEncoded(), server.base().toUtf8() + "/shelf/a/odd%20id%3F%23");
     EXPECT_EQ(items[2].detail, QString());
 
     // "items" that is not an array of objects, or no "structuredContent": an empty tab.
@@ -236,17 +231,6 @@ TEST_F(ShelfwiseBackendTest, SearchFailuresFailTheTab)
 
     EXPECT_THROW(backend().search(kTerm, 5, [] { return true; }), HttpError);
     EXPECT_TRUE(library.reads().isEmpty());
-}
-
-TEST_F(ShelfwiseBackendTest, ABasePathIsKept)
-{
-    FakeLibrary shelf(server, u"/shelf"_s);
-    shelf.add(u"x"_s, u"X"_s, document(3));
-    const LookupItems items = backend(server.base() + u"/shelf"_s).search(kTerm, 3);
-    ASSERT_EQ(items.size(), 1);
-    EXPECT_EQ(items[0].url, server.url(u"/shelf/a/x"_s));
-    EXPECT_EQ(items[0].body, TextSpanFinder::snippet(document(3), kTerm, 90));
-    EXPECT_EQ(server.requests().first().target, QByteArray("/shelf/api/tools/sw_search"));
 }
 
 TEST_F(ShelfwiseBackendTest, CancellingWhileWaitingStopsTheProducerAndClosesTheConnection)

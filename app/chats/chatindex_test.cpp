@@ -1,12 +1,12 @@
 #include "chats/chatindex.h"
 #include "tests/support/temphome.h"
+#include "tests/support/transcriptlines.h"
 
 #include <QDir>
 #include <QDirIterator>
 #include <QFile>
 #include <gtest/gtest.h>
 #include <sqlite3.h>
-#include <string>
 #include <sys/fsuid.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -14,19 +14,6 @@
 using namespace Qt::Literals::StringLiterals;
 
 namespace {
-
-std::string claudeLine(const std::string& role, const std::string& text,
-                       const std::string& session = "sess-1")
-{
-    return R"({"type":")" + role + R"(","sessionId":")" + session +
-           R"(","cwd":"/work/app","timestamp":"2026-03-01T12:00:00Z","message":{"role":")" + role +
-           R"(","content":")" + text + "\"}}\n";
-}
-
-QByteArray bytes(const std::string& text)
-{
-    return QByteArray::fromStdString(text);
-}
 
 void append(const QString& path, const QByteArray& data)
 {
@@ -57,10 +44,10 @@ protected:
 TEST_F(ChatIndexTest, FindsTranscriptsByAgentAndDepth)
 {
     EXPECT_EQ(index->update().files, 0) << "no agents' folders at all";
-    claude(u"a.jsonl"_s, bytes(claudeLine("user", "alpha words")));
-    claude(u"a/subagents/agent-1.jsonl"_s, bytes(claudeLine("user", "alpha deep")));
-    home.write(u".claude/projects/top.jsonl"_s, bytes(claudeLine("user", "alpha top")));
-    claude(u"notes.txt"_s, bytes(claudeLine("user", "alpha text")));
+    claude(u"a.jsonl"_s, claudeLine("user", "alpha words"));
+    claude(u"a/subagents/agent-1.jsonl"_s, claudeLine("user", "alpha deep"));
+    home.write(u".claude/projects/top.jsonl"_s, claudeLine("user", "alpha top"));
+    claude(u"notes.txt"_s, claudeLine("user", "alpha text"));
     home.write(u".pi/agent/sessions/x/p.jsonl"_s,
                R"({"type":"message","message":{"role":"user","content":"alpha pi"}})"
                "\n");
@@ -70,7 +57,7 @@ TEST_F(ChatIndexTest, FindsTranscriptsByAgentAndDepth)
     // A linked transcript is read through its link; a linked folder that points back up the
     // tree is not followed. (Codex's dated folders are read end to end in tests/e2e.)
     const QString outside =
-        home.write(u"elsewhere/linked.jsonl"_s, bytes(claudeLine("user", "alpha linked")));
+        home.write(u"elsewhere/linked.jsonl"_s, claudeLine("user", "alpha linked"));
     link(outside, u"/.claude/projects/-work-app/l.jsonl"_s);
     ASSERT_TRUE(QDir(home.path()).mkpath(u".codex/sessions"_s));
     link(home.path() + u"/.codex"_s, u"/.codex/sessions/loop"_s);
@@ -85,19 +72,23 @@ TEST_F(ChatIndexTest, FindsTranscriptsByAgentAndDepth)
     EXPECT_EQ(stats.changedFiles, 5);
     EXPECT_EQ(stats.messages, 4);
     EXPECT_EQ(index->sessionCount(), 5);
-    QStringList harnesses;
+    // Without a session id in the transcript, the file's name stands for it.
+    QStringList hits;
     for (const ChatIndex::Hit& hit : index->search(u"alpha"_s, 10))
-        harnesses.append(hit.harness + QLatin1Char(':') + hit.snippet);
-    harnesses.sort();
-    EXPECT_EQ(harnesses, (QStringList{"Claude Code:alpha linked", "Claude Code:alpha words",
-                                      "Pi:alpha pi", "Zenith:alpha zenith"}));
+        hits.append(
+            QStringList{hit.harness, hit.session, hit.cwd.value_or(u"none"_s), hit.snippet}.join(
+                u':'));
+    hits.sort();
+    EXPECT_EQ(hits, (QStringList{"Claude Code:sess-1:/work/app:alpha linked",
+                                 "Claude Code:sess-1:/work/app:alpha words", "Pi:p:none:alpha pi",
+                                 "Zenith:z:none:alpha zenith"}));
 }
 
 TEST_F(ChatIndexTest, PassesReadOnlyWhatIsNew)
 {
-    const std::string first =
+    const QByteArray first =
         claudeLine("user", "first question") + claudeLine("assistant", "first answer");
-    const QString path = claude(u"s.jsonl"_s, bytes(first));
+    const QString path = claude(u"s.jsonl"_s, first);
     ChatIndex::Stats stats = index->update();
     EXPECT_EQ(stats.changedFiles, 1);
     EXPECT_EQ(stats.messages, 2);
@@ -107,9 +98,12 @@ TEST_F(ChatIndexTest, PassesReadOnlyWhatIsNew)
     EXPECT_EQ(stats.changedFiles, 0);
     EXPECT_EQ(stats.bytesRead, 0);
 
-    // A line without its newline waits; once complete it is read, and only it.
-    const std::string next = claudeLine("user", "second question");
-    append(path, bytes(next.substr(0, next.size() - 1)));
+    // A line without its newline waits; once complete it is read, and only it. What the earlier
+    // pass learnt of the session carries over to a line that does not repeat it.
+    const QByteArray next =
+        R"({"type":"user","timestamp":"2026-03-02T09:00:00Z","message":{"role":"user","content":"second question"}})"
+        "\n";
+    append(path, next.chopped(1));
     stats = index->update();
     EXPECT_EQ(stats.changedFiles, 1);
     EXPECT_EQ(stats.messages, 0);
@@ -119,10 +113,15 @@ TEST_F(ChatIndexTest, PassesReadOnlyWhatIsNew)
     stats = index->update();
     EXPECT_EQ(stats.messages, 1);
     EXPECT_EQ(stats.bytesRead, static_cast<std::int64_t>(next.size()));
-    EXPECT_EQ(hitCount(u"second"_s), 1);
+    const QList<ChatIndex::Hit> second = index->search(u"second"_s, 8);
+    ASSERT_EQ(second.size(), 1);
+    EXPECT_EQ(second[0].session, u"sess-1"_s);
+    EXPECT_EQ(second[0].cwd, u"/work/app"_s);
+    EXPECT_EQ(second[0].title, u"first question"_s);
+    EXPECT_EQ(second[0].timestamp, u"2026-03-02T09:00:00Z"_s);
 
     // Shrunk: everything is read again from the start.
-    home.write(u".claude/projects/-work-app/s.jsonl"_s, bytes(claudeLine("user", "replaced")));
+    home.write(u".claude/projects/-work-app/s.jsonl"_s, claudeLine("user", "replaced"));
     stats = index->update();
     EXPECT_EQ(stats.messages, 1);
     EXPECT_EQ(hitCount(u"question"_s), 0);
@@ -162,10 +161,10 @@ private:
 
 TEST_F(ChatIndexTest, VanishedAndUnreadableFilesKeepWhatWasReadAndAreReadAgainLater)
 {
-    const QString gone = claude(u"gone.jsonl"_s, bytes(claudeLine("user", "vanishing")));
-    const QString target = home.write(u"target.jsonl"_s, bytes(claudeLine("user", "via link")));
+    const QString gone = claude(u"gone.jsonl"_s, claudeLine("user", "vanishing"));
+    const QString target = home.write(u"target.jsonl"_s, claudeLine("user", "via link"));
     link(target, u"/.claude/projects/-work-app/link.jsonl"_s);
-    const QString locked = claude(u"locked.jsonl"_s, bytes(claudeLine("user", "kept")));
+    const QString locked = claude(u"locked.jsonl"_s, claudeLine("user", "kept"));
     index->update();
     ASSERT_EQ(hitCount(u"vanishing"_s), 1);
     ASSERT_EQ(hitCount(u"via link"_s), 1);
@@ -176,7 +175,7 @@ TEST_F(ChatIndexTest, VanishedAndUnreadableFilesKeepWhatWasReadAndAreReadAgainLa
     // between listing and reading) has size 0: its messages go and its row is reset.
     QFile::rename(target, target + u".moved"_s);
     // One that cannot be opened keeps its row and messages and is tried on every pass.
-    append(locked, bytes(claudeLine("user", "later words")));
+    append(locked, claudeLine("user", "later words"));
     OrdinaryUser user(home.path());
     ::chmod(QFile::encodeName(locked).constData(), 0);
     ChatIndex::Stats stats = user.run([&] { return index->update(); });
@@ -205,18 +204,14 @@ TEST_F(ChatIndexTest, MessyFilesNeverStopAPass)
     // markers and a 50 MB line with one, each followed by a good line; a file that ends
     // mid-line.
     claude(u"blank.jsonl"_s, "\n\n\r\n\n");
-    std::string crlf = claudeLine("user", "carriage one");
-    crlf.insert(crlf.size() - 1, "\r");
-    claude(u"crlf.jsonl"_s, bytes(crlf + crlf));
-    std::string huge(50 * 1024 * 1024, 'x');
-    std::string hugeMarked = R"({"role":"user","x":")" + std::string(50 * 1024 * 1024, 'y') + "\"}";
-    claude(u"huge.jsonl"_s,
-           bytes("not json at all\n" + huge + "\n" + claudeLine("user", "after huge") + hugeMarked +
-                 "\n" + claudeLine("user", "after marked")));
-    huge.clear();
-    hugeMarked.clear();
-    claude(u"cut.jsonl"_s,
-           bytes(claudeLine("user", "whole line") + R"({"type":"user","message":{"ro)"));
+    QByteArray crlf = claudeLine("user", "carriage one");
+    crlf.insert(crlf.size() - 1, '\r');
+    claude(u"crlf.jsonl"_s, crlf + crlf);
+    claude(u"huge.jsonl"_s, "not json at all\n" + QByteArray(50 * 1024 * 1024, 'x') + "\n" +
+                                claudeLine("user", "after huge") + R"({"role":"user","x":")" +
+                                QByteArray(50 * 1024 * 1024, 'y') + "\"}\n" +
+                                claudeLine("user", "after marked"));
+    claude(u"cut.jsonl"_s, claudeLine("user", "whole line") + R"({"type":"user","message":{"ro)");
 
     const ChatIndex::Stats stats = index->update();
     EXPECT_EQ(stats.files, 4);
@@ -232,51 +227,24 @@ TEST_F(ChatIndexTest, MessyFilesNeverStopAPass)
 TEST_F(ChatIndexTest, LinesAcrossChunkBoundariesAreReadWhole)
 {
     // About 20 MB of 3 KB lines: many lines straddle the 8 MiB reads.
-    std::string contents;
-    const std::string padding(3000, 'p');
+    QByteArray contents;
+    const QByteArray padding(3000, 'p');
     int lines = 0;
     while (contents.size() < 20 * 1024 * 1024) {
-        contents += claudeLine("assistant", "marker" + std::to_string(lines) + " " + padding);
+        contents += claudeLine("assistant", "marker" + QByteArray::number(lines) + " " + padding);
         ++lines;
     }
-    claude(u"big.jsonl"_s, bytes(contents));
+    claude(u"big.jsonl"_s, contents);
     const ChatIndex::Stats stats = index->update();
     EXPECT_EQ(stats.messages, lines);
     EXPECT_EQ(stats.bytesRead, static_cast<std::int64_t>(contents.size()));
     EXPECT_EQ(hitCount(u"marker"_s + QString::number(lines - 1)), 1);
 }
 
-TEST_F(ChatIndexTest, SessionFallsBackToTheFileNameAndMetaCarriesOver)
-{
-    claude(u"no-id.jsonl"_s, R"({"type":"user","message":{"role":"user","content":"hello there"}})"
-                             "\n");
-    const QString codex =
-        home.write(u".codex/sessions/r.jsonl"_s,
-                   R"({"type":"session_meta","payload":{"id":"cx-9","cwd":"/srv/tool"}})"
-                   "\n");
-    index->update();
-    append(
-        codex,
-        R"({"type":"response_item","timestamp":"2026-01-01T00:00:00Z","payload":{"type":"message","role":"user","content":"later question"}})"
-        "\n");
-    index->update();
-    const QList<ChatIndex::Hit> hello = index->search(u"hello"_s, 8);
-    ASSERT_EQ(hello.size(), 1);
-    EXPECT_EQ(hello[0].session, u"no-id"_s);
-    EXPECT_EQ(hello[0].title, u"hello there"_s);
-    EXPECT_FALSE(hello[0].cwd);
-    const QList<ChatIndex::Hit> later = index->search(u"later"_s, 8);
-    ASSERT_EQ(later.size(), 1);
-    EXPECT_EQ(later[0].session, u"cx-9"_s) << "from the first pass";
-    EXPECT_EQ(later[0].cwd, u"/srv/tool"_s);
-    EXPECT_EQ(later[0].title, u"later question"_s);
-    EXPECT_EQ(later[0].timestamp, u"2026-01-01T00:00:00Z"_s);
-}
-
 TEST_F(ChatIndexTest, AnotherProcessWritingDefersThePassInsteadOfStallingIt)
 {
     for (int i = 0; i < 5; ++i)
-        claude(u"f%1.jsonl"_s.arg(i), bytes(claudeLine("user", "deferred " + std::to_string(i))));
+        claude(u"f%1.jsonl"_s.arg(i), claudeLine("user", "deferred " + QByteArray::number(i)));
     sqlite3* other = nullptr;
     ASSERT_EQ(sqlite3_open(QFile::encodeName(index->url()).constData(), &other), SQLITE_OK);
     ASSERT_EQ(sqlite3_exec(other, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
@@ -294,7 +262,7 @@ TEST_F(ChatIndexTest, AnotherProcessWritingDefersThePassInsteadOfStallingIt)
 TEST(ChatIndexFailureTest, AnUnusableDatabaseGivesZeroAndNothing)
 {
     TempHome home;
-    home.write(u".claude/projects/p/s.jsonl"_s, bytes(claudeLine("user", "unreachable")));
+    home.write(u".claude/projects/p/s.jsonl"_s, claudeLine("user", "unreachable"));
     // A file where the database's folder should be.
     const QString blocker = home.write(u"blocker"_s, "x");
     ChatIndex index(blocker + u"/chats.sqlite"_s);

@@ -1,5 +1,6 @@
 #include "chats/chatindex.h"
 #include "tests/support/temphome.h"
+#include "tests/support/transcriptlines.h"
 
 #include <QFile>
 #include <atomic>
@@ -7,7 +8,6 @@
 #include <future>
 #include <gtest/gtest.h>
 #include <sqlite3.h>
-#include <string>
 #include <thread>
 
 using namespace Qt::Literals::StringLiterals;
@@ -16,22 +16,17 @@ using namespace std::chrono_literals;
 
 namespace {
 
-std::string userLine(const std::string& text)
-{
-    return R"({"type":"user","sessionId":"s","message":{"role":"user","content":")" + text +
-           "\"}}\n";
-}
-
 // Claude Code transcripts: `files` files of `messages` messages each.
-void writeCorpus(const TempHome& home, const QString& folder, int files, const std::string& word,
+void writeCorpus(const TempHome& home, const QString& folder, int files, const QByteArray& word,
                  int messages)
 {
     for (int f = 0; f < files; ++f) {
-        std::string contents;
+        QByteArray contents;
         for (int m = 0; m < messages; ++m)
-            contents += userLine(word + " message " + std::to_string(m) + " of file " +
-                                 std::to_string(f) + " with some more words to index");
-        home.write(folder + u"/f%1.jsonl"_s.arg(f), QByteArray::fromStdString(contents));
+            contents +=
+                claudeLine("user", word + " message " + QByteArray::number(m) + " of file " +
+                                       QByteArray::number(f) + " with some more words to index");
+        home.write(folder + u"/f%1.jsonl"_s.arg(f), contents);
     }
 }
 

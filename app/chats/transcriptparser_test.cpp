@@ -12,7 +12,6 @@ namespace {
 const QString kClaude = u"Claude Code"_s;
 const QString kCodex = u"Codex"_s;
 const QString kPi = u"Pi"_s;
-const QString kZenith = u"Zenith"_s;
 
 QList<Message> parse(const std::string& line, const QString& harness, FileMeta& meta)
 {
@@ -88,12 +87,6 @@ TEST(TranscriptParserTest, TitlesFromUserTextSummaryAndCustomTitleAndTextCutByCh
     parse(R"({"type":"custom-title","customTitle":"Mine 2"})", kClaude, meta);
     EXPECT_EQ(meta.title, u"Mine 2"_s);
 
-    // Summary first: the user text does not replace it.
-    FileMeta summaryFirst;
-    parse(R"({"type":"summary","summary":"From summary"})", kClaude, summaryFirst);
-    parse(claudeUser(R"("user words")"), kClaude, summaryFirst);
-    EXPECT_EQ(summaryFirst.title, u"From summary"_s);
-
     // 90 user-perceived characters: "é" written as e + combining accent counts once.
     std::string longText;
     for (int i = 0; i < 100; ++i)
@@ -104,16 +97,10 @@ TEST(TranscriptParserTest, TitlesFromUserTextSummaryAndCustomTitleAndTextCutByCh
     EXPECT_EQ(capped.title->size(), 180);
     EXPECT_EQ(got[0].text.size(), 200) << "under the 20,000 cap the text is whole";
 
-    // Longer text is cut at 20,000 characters; a surrogate pair is one of them.
+    // Longer text is cut at 20,000 characters.
     const QList<Message> cut = parse(claudeUser("\"" + std::string(25000, 'a') + "\""), kClaude);
     ASSERT_EQ(cut.size(), 1);
     EXPECT_EQ(cut[0].text.size(), 20000);
-    std::string emoji;
-    for (int i = 0; i < 20005; ++i)
-        emoji += "\xF0\x9F\x98\x80";
-    const QList<Message> wide = parse(claudeUser("\"" + emoji + "\""), kClaude);
-    ASSERT_EQ(wide.size(), 1);
-    EXPECT_EQ(wide[0].text.size(), 40000);
 }
 
 TEST(TranscriptParserTest, NoisePrefixesAreDroppedButOtherAngleTextIsKept)
@@ -168,25 +155,23 @@ TEST(TranscriptParserTest, CodexRecords)
         EXPECT_TRUE(parse(line, kCodex).isEmpty()) << line;
 }
 
-TEST(TranscriptParserTest, PiAndZenithRecords)
+// Zenith's transcripts have Pi's shape and go through the same reading.
+TEST(TranscriptParserTest, PiRecords)
 {
-    for (const QString& harness : {kPi, kZenith}) {
-        FileMeta meta;
-        parse(R"({"type":"session","id":"p-1","cwd":"/p","timestamp":"t0"})", harness, meta);
-        EXPECT_EQ(meta.session, u"p-1"_s);
-        EXPECT_EQ(meta.cwd, u"/p"_s);
-        const QList<Message> got = parse(
-            R"({"type":"message","message":{"role":"assistant","content":[{"type":"thinking",)"
-            R"("thinking":"hmm"},{"type":"text","text":"answer"},{"type":"toolCall","id":"1"}]}})",
-            harness, meta);
-        ASSERT_EQ(got.size(), 1);
-        EXPECT_EQ(got[0].text, u"answer"_s);
-        for (
-            const char* line :
-            {R"({"type":"message","message":{"role":"toolResult","content":"x"},"x":"role":"user"})",
-             R"({"message":{"role":"toolResult","content":"x"},"m":"\"role\":\"user\""})"})
-            EXPECT_TRUE(parse(line, harness).isEmpty()) << line;
-    }
+    FileMeta meta;
+    parse(R"({"type":"session","id":"p-1","cwd":"/p","timestamp":"t0"})", kPi, meta);
+    EXPECT_EQ(meta.session, u"p-1"_s);
+    EXPECT_EQ(meta.cwd, u"/p"_s);
+    const QList<Message> got = parse(
+        R"({"type":"message","message":{"role":"assistant","content":[{"type":"thinking",)"
+        R"("thinking":"hmm"},{"type":"text","text":"answer"},{"type":"toolCall","id":"1"}]}})",
+        kPi, meta);
+    ASSERT_EQ(got.size(), 1);
+    EXPECT_EQ(got[0].text, u"answer"_s);
+    // Roles other than user and assistant give nothing (the marker is elsewhere in the line).
+    EXPECT_TRUE(
+        parse(R"({"message":{"role":"toolResult","content":"x"},"m":"\"role\":\"user\""})", kPi)
+            .isEmpty());
 }
 
 TEST(TranscriptParserTest, BadLinesAndOddContentYieldNothingAndLeaveMetaAlone)
@@ -217,11 +202,6 @@ TEST(TranscriptParserTest, BadLinesAndOddContentYieldNothingAndLeaveMetaAlone)
         EXPECT_TRUE(parse(line, kClaude, meta).isEmpty()) << line.substr(0, 80);
         EXPECT_EQ(meta, FileMeta{}) << line.substr(0, 80);
     }
-    EXPECT_EQ(parse(claudeUser(R"([{"type":"text","text":"a"},{"type":"image"},)"
-                               R"({"type":"text","text":"b"}])"),
-                    kClaude)
-                  .size(),
-              2);
     // The timestamp step runs before the shape is examined.
     FileMeta meta;
     EXPECT_TRUE(

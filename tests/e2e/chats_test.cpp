@@ -71,7 +71,7 @@ public:
     }
 
     // A new Claude Code transcript of `lines` lines, opened by the user.
-    QString addClaude(int lines)
+    void addClaude(int lines)
     {
         const std::string session = "sess-" + std::to_string(m_next++);
         std::string text;
@@ -82,7 +82,6 @@ public:
         QDir().mkpath(QFileInfo(path).path());
         write(path, text, QIODevice::WriteOnly);
         m_files.append(path);
-        return path;
     }
 
     void addCodex(int lines)
@@ -184,7 +183,7 @@ private:
     sqlite3* m_handle = nullptr;
 };
 
-TEST(ChatsEndToEndTest, IndexThenSearchWithReports)
+TEST(ChatsEndToEndTest, IndexThenSearchWithReportsAndSettingsAlongside)
 {
     TempHome home;
     Corpus corpus(home.path());
@@ -219,8 +218,17 @@ TEST(ChatsEndToEndTest, IndexThenSearchWithReports)
             << progress[i].constData();
     EXPECT_EQ(logReport(home.path(), u"index.json"_s), report);
 
-    run = runPeekwell({u"--search"_s, u"widget"_s}, environmentFor(home.path()));
+    // Settings given with the search are stored, and the search runs all the same.
+    run = runPeekwell({u"--recall-model"_s, u"openAI"_s, u"--model-name"_s, u"gpt-test"_s,
+                       u"--sw-url"_s, u"http://nas:3010"_s, u"--custom-base-url"_s,
+                       u"http://127.0.0.1:8080/v1"_s, u"--search"_s, u"widget"_s},
+                      environmentFor(home.path()));
     EXPECT_EQ(run.exitCode, 0);
+    const Preferences stored(home.path() + u"/.config/peekwell/peekwell.conf"_s);
+    EXPECT_EQ(stored.stringValue(u"recall.model"_s), u"openAI"_s);
+    EXPECT_EQ(stored.stringValue(u"recall.openAI.modelName"_s), u"gpt-test"_s);
+    EXPECT_EQ(stored.stringValue(u"backend.shelfwise.url"_s), u"http://nas:3010"_s);
+    EXPECT_EQ(stored.stringValue(u"recall.custom.baseURL"_s), u"http://127.0.0.1:8080/v1"_s);
     report = run.json();
     EXPECT_TRUE(report.value(u"ms"_s).isDouble());
     const QJsonArray hits = report.value(u"hits"_s).toArray();
@@ -242,23 +250,6 @@ TEST(ChatsEndToEndTest, IndexThenSearchWithReports)
     const QJsonArray evil = run.json().value(u"hits"_s).toArray();
     ASSERT_EQ(evil.size(), 1);
     EXPECT_EQ(evil[0].toArray()[3].toString(), u"claude --resume 'x; touch pwned'"_s);
-}
-
-TEST(ChatsEndToEndTest, SettingsCombineWithTheOperationAndPersist)
-{
-    TempHome home;
-    const ProcessResult run =
-        runPeekwell({u"--recall-model"_s, u"openAI"_s, u"--model-name"_s, u"gpt-test"_s,
-                     u"--sw-url"_s, u"http://nas:3010"_s, u"--custom-base-url"_s,
-                     u"http://127.0.0.1:8080/v1"_s, u"--search"_s, u"anything"_s},
-                    environmentFor(home.path()));
-    EXPECT_EQ(run.exitCode, 0);
-    EXPECT_EQ(run.json().value(u"hits"_s).toArray().size(), 0);
-    const Preferences stored(home.path() + u"/.config/peekwell/peekwell.conf"_s);
-    EXPECT_EQ(stored.stringValue(u"recall.model"_s), u"openAI"_s);
-    EXPECT_EQ(stored.stringValue(u"recall.openAI.modelName"_s), u"gpt-test"_s);
-    EXPECT_EQ(stored.stringValue(u"backend.shelfwise.url"_s), u"http://nas:3010"_s);
-    EXPECT_EQ(stored.stringValue(u"recall.custom.baseURL"_s), u"http://127.0.0.1:8080/v1"_s);
 }
 
 TEST(ChatsEndToEndTest, KilledPassesNeverCorruptTheIndex)

@@ -5,7 +5,6 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QMap>
-#include <QPointer>
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <QThread>
@@ -66,9 +65,7 @@ Reply Reply::stream(int status, QByteArray contentType)
 
 Reply Reply::silence()
 {
-    Reply reply;
-    reply.m_shape = Shape::Silent;
-    return reply;
+    return raw({}).neverEnd();
 }
 
 Reply Reply::raw(QByteArray bytes)
@@ -219,13 +216,9 @@ private:
     {
         using Shape = Reply::Shape;
         using End = Reply::End;
-        if (reply.m_shape == Shape::Silent) {
-            m_actions.push_back({Action::Hang});
-            return;
-        }
         if (reply.m_shape == Shape::Raw) {
             m_actions.push_back({Action::Write, reply.m_body});
-            m_actions.push_back({Action::Close});
+            m_actions.push_back({reply.m_end == End::Hang ? Action::Hang : Action::Close});
             return;
         }
         // The reason phrase may be empty; clients read only the code.
@@ -290,49 +283,21 @@ private:
     bool m_closing = false;
 };
 
-// --- The listening side, on the server's thread ------------------------------------------
-
-class HttpTestServer::Core : public QObject {
-public:
-    explicit Core(std::shared_ptr<State> state) : m_state(std::move(state))
-    {
-        connect(m_server, &QTcpServer::newConnection, this, [this] {
-            while (QTcpSocket* socket = m_server->nextPendingConnection()) {
-                m_state->update([&] { ++m_state->opened; });
-                m_connections.append(new Connection(socket, m_state));
-                m_connections.back()->setParent(this);
-            }
-        });
-    }
-
-    quint16 listen()
-    {
-        return m_server->listen(QHostAddress::LocalHost, 0) ? m_server->serverPort() : 0;
-    }
-
-    void shutDown()
-    {
-        m_server->close();
-        for (const QPointer<Connection>& connection : std::as_const(m_connections)) {
-            if (connection)
-                connection->shutDown();
-        }
-    }
-
-private:
-    std::shared_ptr<State> m_state;
-    QTcpServer* m_server = new QTcpServer(this);
-    QList<QPointer<Connection>> m_connections;
-};
-
 // --- HttpTestServer -------------------------------------------------------------------------
 
 HttpTestServer::HttpTestServer() : m_state(std::make_shared<State>())
 {
     // Everything the thread shares with the rest goes through State's std::mutex.
     m_thread.reset(QThread::create([state = m_state] {
-        Core core(state);
-        const quint16 port = core.listen();
+        QObject connections; // the parent of every connection, so that they end with the thread
+        QTcpServer server;
+        QObject::connect(&server, &QTcpServer::newConnection, &server, [&] {
+            while (QTcpSocket* socket = server.nextPendingConnection()) {
+                state->update([&] { ++state->opened; });
+                (new Connection(socket, state))->setParent(&connections);
+            }
+        });
+        const quint16 port = server.listen(QHostAddress::LocalHost, 0) ? server.serverPort() : 0;
         state->update([&] {
             state->port = port;
             state->listening = true;
@@ -340,7 +305,9 @@ HttpTestServer::HttpTestServer() : m_state(std::make_shared<State>())
         if (port == 0)
             return;
         QEventLoop().exec(); // until the destructor quits the thread
-        core.shutDown();
+        server.close();
+        for (QObject* connection : connections.children())
+            static_cast<Connection*>(connection)->shutDown();
     }));
     m_thread->setObjectName(QStringLiteral("HttpTestServer"));
     m_thread->start();

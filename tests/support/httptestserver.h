@@ -23,7 +23,6 @@ class QThread;
 // path without a script get a 404. All members may be called from any thread.
 class HttpTestServer {
     class Connection;
-    class Core;
     struct State;
 
 public:
@@ -54,7 +53,8 @@ public:
         static Reply stream(int status = 200, QByteArray contentType = "text/event-stream");
         // Reads the request and never answers; the connection stays open.
         static Reply silence();
-        // Writes these bytes as they are (no HTTP head of its own) and closes.
+        // Writes these bytes as they are (no HTTP head of its own) and closes, or with neverEnd()
+        // keeps the connection open.
         static Reply raw(QByteArray bytes);
 
         Reply& header(QByteArray name, QByteArray value);
@@ -78,7 +78,7 @@ public:
             QByteArray bytes{};
             std::chrono::milliseconds wait{0};
         };
-        enum class Shape { Fixed, Streamed, Silent, Raw };
+        enum class Shape { Fixed, Streamed, Raw };
         enum class End { Whole, Close, Hang };
 
         Shape m_shape = Shape::Fixed;
