@@ -115,7 +115,6 @@ TEST(LookupModelTest, ReportGivesPhasesTimingsAndItemsAsThreeStrings)
 {
     LookupModel none(kQuery, {});
     EXPECT_TRUE(none.isFinished()) << "no sources: finished at once";
-    EXPECT_EQ(none.report()[u"context"_s].toString(), u"A word here."_s);
 
     const LookupItems items{
         LookupItem{u"1"_s, u"Title"_s, std::nullopt, u"Body"_s, QUrl(u"https://x.org"_s)}};
@@ -150,18 +149,14 @@ TEST(LookupModelTest, ManySourcesStreamingAtOnceEachKeepTheirOwnOrder)
         backends.append(scripted(u"s%1"_s.arg(s), 10, steps));
     }
     LookupModel model(kQuery, backends);
-    QStringList lastSeen(6);
+    QList<int> lastSeen(6, -1);
     bool ordered = true;
     QObject::connect(&model, &LookupModel::changed, [&] {
         for (int s = 0; s < 6; ++s) {
             const auto& t = model.tabs()[s];
-            if (t.items.isEmpty())
-                continue;
-            const int n = t.items[0].id.section(QLatin1Char('-'), 1).toInt();
-            const int before = lastSeen[s].isEmpty() ? -1 : lastSeen[s].toInt();
-            if (n < before)
-                ordered = false;
-            lastSeen[s] = QString::number(n);
+            const int n = t.items.isEmpty() ? -1 : t.items[0].id.section(u'-', 1).toInt();
+            ordered = ordered && n >= lastSeen[s];
+            lastSeen[s] = n;
         }
     });
     model.waitUntilFinished(10);

@@ -42,14 +42,6 @@ bool trayManaged(const QString& display)
     return owned;
 }
 
-void stop(QProcess& process)
-{
-    if (process.state() == QProcess::NotRunning)
-        return;
-    process.kill();
-    process.waitForFinished(5000);
-}
-
 class AppEndToEndTest : public ::testing::Test {
 protected:
     void SetUp() override
@@ -70,8 +62,10 @@ protected:
 
     void TearDown() override
     {
-        for (auto& process : m_processes)
-            stop(*process);
+        for (auto& process : m_processes) {
+            process->kill();
+            process->waitForFinished(5000);
+        }
     }
 
     QString runtimeDir() const { return m_home.path() + u"/run"_s; }
