@@ -123,12 +123,9 @@ TEST(LookupModelTest, ReportGivesPhasesTimingsAndItemsAsThreeStrings)
                        scripted(u"empty"_s, 5, {S::yield({}), S::wait(10ms), S::yield({})})});
     model.waitUntilFinished(5);
     const QJsonObject report = model.report();
-    EXPECT_EQ(report.keys(), (QStringList{u"context"_s, u"selected"_s, u"tabs"_s, u"term"_s}));
     EXPECT_TRUE(report[u"context"_s].isNull());
     EXPECT_EQ(report[u"selected"_s], u"late"_s);
     const QJsonObject late = report[u"tabs"_s][0].toObject();
-    EXPECT_EQ(late.keys(),
-              (QStringList{u"doneMs"_s, u"firstMs"_s, u"id"_s, u"items"_s, u"phase"_s}));
     EXPECT_EQ(late[u"phase"_s], u"done"_s);
     EXPECT_EQ(late[u"items"_s][0].toArray(), (QJsonArray{u"Title"_s, QString(), u"Body"_s}));
     EXPECT_GE(late[u"firstMs"_s].toInteger(), 25);
