@@ -4,7 +4,7 @@
 
 namespace {
 
-TEST(CopyLinkTest, CommandsSurviveTheRoundTrip)
+TEST(CopyLinkTest, CommandsSurviveTheRoundTripAndOtherLinksAreNotCopyLinks)
 {
     for (const QString& command : {QStringLiteral("cd '/w/it'\\''s dir' && codex resume x"),
                                    QStringLiteral("pi --resume '/h/a b/%20 #frag ?q=1&x.jsonl'"),
@@ -15,10 +15,7 @@ TEST(CopyLinkTest, CommandsSurviveTheRoundTrip)
         EXPECT_EQ(url->scheme(), QStringLiteral("peekwell-copy"));
         EXPECT_EQ(CopyLink::text(*url), command);
     }
-}
-
-TEST(CopyLinkTest, OtherLinksAreNotCopyLinks)
-{
+    // Other links are not copy links.
     EXPECT_FALSE(CopyLink::text(QUrl(QStringLiteral("https://example.org/peekwell-copy"))));
     EXPECT_FALSE(CopyLink::text(QUrl(QStringLiteral("Peekwell-Copy-x:ls"))));
     EXPECT_FALSE(CopyLink::text(QUrl()));

@@ -5,17 +5,13 @@
 #include "tests/support/eventwait.h"
 #include "tests/support/scriptedbackend.h"
 
-#include <QElapsedTimer>
 #include <QScrollArea>
 #include <QScrollBar>
 #include <QTest>
-#include <QThread>
-#include <atomic>
 #include <gtest/gtest.h>
 
 using namespace Qt::Literals::StringLiterals;
 
-using namespace std::chrono_literals;
 using S = ScriptedBackend;
 using Badge = TabButton::Badge;
 using Content = LookupView::Content;
@@ -133,34 +129,6 @@ TEST(LookupViewTest, ClickingATabSelectsItForGood)
     EXPECT_EQ(view.rows().first()->item().title, u"w"_s);
 }
 
-// A source that yields its first list at once and its second only when the test says so.
-class GatedBackend : public LookupBackend {
-public:
-    GatedBackend(LookupItems first, LookupItems second)
-        : LookupBackend(BackendInfo{u"chats"_s, u"CHATS"_s, u"globe"_s, 60}),
-          m_first(std::move(first)), m_second(std::move(second))
-    {
-    }
-    void open() const { m_gate->store(true); }
-    LookupStream lookup(const LookupQuery&) const override
-    {
-        return stream([first = m_first, second = m_second, gate = m_gate](StreamContext& context) {
-            context.yield(first);
-            while (!gate->load())
-                if (!context.sleepFor(5ms))
-                    return;
-            context.yield(second);
-            while (context.sleepFor(1h)) {
-            }
-        });
-    }
-
-private:
-    LookupItems m_first;
-    LookupItems m_second;
-    std::shared_ptr<std::atomic<bool>> m_gate = std::make_shared<std::atomic<bool>>(false);
-};
-
 TEST(LookupViewTest, StreamedUpdatesKeepRowsAndTheScrollPosition)
 {
     QStringList first;
@@ -168,7 +136,9 @@ TEST(LookupViewTest, StreamedUpdatesKeepRowsAndTheScrollPosition)
         first.append(u"item %1"_s.arg(i));
     QStringList second = first;
     second.insert(3, u"new"_s);
-    auto source = std::make_shared<GatedBackend>(S::items(first), S::items(second));
+    const BackendPtr source =
+        scripted(u"chats"_s, 60,
+                 {S::yield(S::items(first)), S::gate(), S::yield(S::items(second)), S::hang()});
     LookupModel model(query(), {source});
     LookupView view(&model, {});
     view.show();
@@ -179,7 +149,7 @@ TEST(LookupViewTest, StreamedUpdatesKeepRowsAndTheScrollPosition)
     ASSERT_GT(bar->maximum(), 40) << "twelve rows overflow the results area";
     bar->setValue(40);
 
-    source->open();
+    std::static_pointer_cast<const ScriptedBackend>(source)->openGate();
     ASSERT_TRUE(spinUntil([&] { return view.rows().size() == 13; }));
     QCoreApplication::processEvents();
     const QList<ItemRow*> after = view.rows();

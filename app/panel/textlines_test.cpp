@@ -7,7 +7,7 @@ using namespace Qt::Literals::StringLiterals;
 
 namespace {
 
-TEST(TextLinesTest, LongTextIsCutToTheLineLimitWithAnEllipsis)
+TEST(TextLinesTest, TextIsCutToTheLineLimitWithAnEllipsisAndLongWordsBreak)
 {
     QString sentence;
     for (int i = 0; i < 20; ++i)
@@ -22,11 +22,7 @@ TEST(TextLinesTest, LongTextIsCutToTheLineLimitWithAnEllipsis)
     EXPECT_GT(whole.lineCount(), 5);
     EXPECT_FALSE(whole.isElided());
     EXPECT_GT(whole.height(), cut.height());
-}
 
-TEST(TextLinesTest, ShortTextAndLineBreaks)
-{
-    const QFont font = PanelStyle::bodyFont();
     const TextLines one(AttributedText{u"short"_s, {}}, font, 300, 2);
     EXPECT_EQ(one.lineCount(), 1);
     EXPECT_FALSE(one.isElided());

@@ -1,7 +1,8 @@
 // The peekwell executable with scripted sources instead of the real ones, so that end-to-end
 // tests can drive the panel and the snapshot with known results. PEEKWELL_SCRIPT picks the
 // script: "tabs" (the default: four tabs in every final state), "copy" (one tab whose
-// rows carry copy links) or "hang" (one tab whose source never answers within 30 s).
+// rows carry copy links) or "hang" (one tab whose source never answers within 30 s). The
+// results are written for the term "word", whatever the command line looks up.
 #include "diagnostics/diagnostics.h"
 #include "diagnostics/lookupoperations.h"
 #include "lookup/copylink.h"
@@ -35,17 +36,17 @@ QUrl copyLink(const QString& command)
     return CopyLink::url(command).value_or(QUrl());
 }
 
-BackendList scripted(const QString& term)
+BackendList scripted()
 {
     const QByteArray script = qgetenv("PEEKWELL_SCRIPT");
     const LookupItems chats = {
         item(u"/s/1.jsonl"_s, u"Rename the parser module"_s,
              u"claude · peekwell · 2 hr. ago · you"_s,
-             u"Can we call it "_s + term + u" instead? The old name hides what it does."_s,
+             u"Can we call it word instead? The old name hides what it does."_s,
              copyLink(u"cd '/home/me/peekwell' && claude --resume 1f2e"_s).toString()),
         item(u"/s/2.jsonl"_s, u"Index pass is slow on large transcripts"_s,
              u"codex · peekwell · 1 day ago · agent"_s,
-             u"The "_s + term + u" step reads every file again; keep the byte offset instead."_s,
+             u"The word step reads every file again; keep the byte offset instead."_s,
              copyLink(u"cd '/home/me/it'\\''s' && codex resume 77aa"_s).toString()),
         item(u"/s/3.jsonl"_s, u"Tidy up"_s, u"pi · notes · 3 wk. ago · you"_s, u"Short note."_s,
              copyLink(u"pi --session 3"_s).toString()),
@@ -61,7 +62,7 @@ BackendList scripted(const QString& term)
         source(u"apple"_s, u"Answer"_s, u"sparkles"_s,
                {ScriptedBackend::wait(50ms),
                 ScriptedBackend::yield(
-                    {item(u"gloss"_s, term, u"noun"_s,
+                    {item(u"gloss"_s, u"word"_s, u"noun"_s,
                           QStringLiteral("A single distinct meaningful element of speech or "
                                          "writing. Synonyms: term, expression, name."),
                           QString())})}),
@@ -85,16 +86,7 @@ int main(int argc, char** argv)
         arguments.append(QString::fromLocal8Bit(argv[i]));
     QApplication app(argc, argv);
     Pref::registerDefaults();
-    LookupOperations::setBackendSource([arguments](Preferences&) {
-        const qsizetype at = arguments.indexOf(u"--lookup"_s);
-        const qsizetype snap = arguments.indexOf(u"--snapshot"_s);
-        QString term = u"word"_s;
-        if (at >= 0 && at + 1 < arguments.size())
-            term = arguments[at + 1];
-        else if (snap >= 0 && snap + 2 < arguments.size())
-            term = arguments[snap + 2];
-        return scripted(term);
-    });
+    LookupOperations::setBackendSource([](Preferences&) { return scripted(); });
     if (Diagnostics::runCommandLine(arguments))
         return app.exec();
     return 2;

@@ -39,6 +39,13 @@ LookupStream ScriptedBackend::lookup(const LookupQuery&) const
                 break;
             case Step::Throw:
                 throw BackendError(step.message);
+            case Step::Gate:
+                while (!probe->gateOpen)
+                    if (!context.sleepFor(5ms)) {
+                        ++probe->cancelled;
+                        return;
+                    }
+                break;
             case Step::Hang:
                 while (context.sleepFor(1h)) {
                 }
