@@ -129,8 +129,7 @@ TEST_F(TextCaptureTest, RangeFetchesAtMost400BeforeAnd800InAllAroundThePointer)
         {1000, std::nullopt, TextRange{600, 800}}, // no count: index − 400 to index + 400
         {120, std::nullopt, TextRange{0, 520}},
         {1798, text.size(), TextRange{1398, 402}}, // the count cuts it
-        {1000, 0, std::nullopt},
-        {1000, 600, std::nullopt}, // a count no greater than index − 400
+        {1000, 600, std::nullopt},                 // a count no greater than index − 400
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(testing::Message()

@@ -67,16 +67,15 @@ bool CaptureDesktop::start(const QString& qtWindow, bool chromiumSwitch, QString
         return false;
     const QString document = m_home.filePath(u"doc.txt"_s);
     const QString page = m_home.filePath(u"page.html"_s);
-    QFile documentFile(document);
-    QFile pageFile(page);
-    if (!documentFile.open(QIODevice::WriteOnly) || !pageFile.open(QIODevice::WriteOnly)) {
-        *error = u"cannot write the programs' files in "_s + m_home.path();
-        return false;
+    const std::pair<QString, QByteArray> files[] = {{document, kMousepadText.toUtf8()},
+                                                    {page, kPage}};
+    for (const auto& [path, text] : files) {
+        QFile file(path);
+        if (!file.open(QIODevice::WriteOnly) || file.write(text) != text.size()) {
+            *error = u"cannot write "_s + path;
+            return false;
+        }
     }
-    documentFile.write(kMousepadText.toUtf8());
-    pageFile.write(kPage);
-    documentFile.close();
-    pageFile.close();
 
     const QProcessEnvironment env = programEnvironment();
     error->clear();

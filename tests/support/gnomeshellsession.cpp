@@ -131,14 +131,11 @@ GnomeShellSession::~GnomeShellSession()
     if (m_shellPid > 0)
         ::kill(static_cast<pid_t>(m_shellPid), SIGTERM);
     const auto group = static_cast<pid_t>(m_process->processId());
-    if (!m_process->waitForFinished(10'000)) {
-        if (m_shellPid > 0)
-            ::kill(static_cast<pid_t>(m_shellPid), SIGKILL);
-        m_process->kill();
-        m_process->waitForFinished(3000);
-    }
+    m_process->waitForFinished(10'000);
+    // What is left of the group: a Shell that did not end, the services the bus started.
     if (group > 0)
         ::kill(-group, SIGKILL);
+    m_process->waitForFinished(3000);
 }
 
 QStringList GnomeShellSession::missingPrograms()
