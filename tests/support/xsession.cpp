@@ -92,7 +92,8 @@ bool XSession::start(QString* error)
         QDeadlineTimer deadline(10000);
         while (!deadline.hasExpired() && m_windowManager->state() == QProcess::Running) {
             if (tool(u"xprop"_s, {u"-root"_s, u"_NET_SUPPORTING_WM_CHECK"_s})
-                    .contains(u"window id"_s))
+                    .contains(u"window id"_s) &&
+                showsAWindow())
                 return true;
             QThread::msleep(50);
         }
@@ -102,6 +103,25 @@ bool XSession::start(QString* error)
     }
     *error = u"openbox did not take over display %1: %2"_s.arg(m_display, output);
     return false;
+}
+
+// Openbox announces itself a moment before it takes over the windows that appear: one mapped in
+// that gap may stay hidden for good. A window that shows proves the gap is over.
+bool XSession::showsAWindow() const
+{
+    QProcess probe;
+    probe.setProcessEnvironment(environment(QString()));
+    probe.start(u"xmessage"_s, {u"-name"_s, u"xsession-probe"_s, u"ready"_s});
+    if (!probe.waitForStarted(5000))
+        return false;
+    QDeadlineTimer shown(1000);
+    bool visible = false;
+    while (!(visible = !window({u"--classname"_s, u"xsession-probe"_s}).isEmpty()) &&
+           !shown.hasExpired())
+        QThread::msleep(20);
+    probe.kill();
+    probe.waitForFinished(1000);
+    return visible;
 }
 
 QProcessEnvironment XSession::environment(const QString& home) const

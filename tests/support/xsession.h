@@ -36,6 +36,8 @@ public:
     QRect geometry(const QString& window) const;
 
 private:
+    bool showsAWindow() const;
+
     QString m_display;
     std::unique_ptr<QProcess> m_server;
     std::unique_ptr<QProcess> m_windowManager;
