@@ -3,6 +3,7 @@
 #include "LookupCore/textspanfinder.h"
 
 #include <QString>
+#include <QStringList>
 #include <benchmark/benchmark.h>
 #include <map>
 #include <memory>

@@ -12,8 +12,10 @@ export LSAN_OPTIONS="suppressions=$PWD/scripts/lsan.supp:print_suppressions=0"
 export UBSAN_OPTIONS="print_stacktrace=1:halt_on_error=1"
 export TSAN_OPTIONS="suppressions=$PWD/scripts/tsan.supp:halt_on_error=1:second_deadlock_stack=1"
 
+# The benchmarks are built here too (not run), so that they keep compiling.
 echo "== build: address + undefined sanitizers"
-cmake -S . -B build/asan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DPEEKWELL_SANITIZE=address >/dev/null
+cmake -S . -B build/asan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DPEEKWELL_SANITIZE=address \
+    -DPEEKWELL_BENCH=ON >/dev/null
 cmake --build build/asan -j "$jobs"
 echo "== test: address + undefined sanitizers"
 ctest --test-dir build/asan -j "$jobs" --output-on-failure --timeout 300
